@@ -1,0 +1,17 @@
+# Headers, the CMake package (find_package(zorvi) gives zorvi::core, …) and pkg-config files.
+include(CMakePackageConfigHelpers)
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/zorvi DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT zorviTargets NAMESPACE zorvi:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zorvi)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zorviConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/zorviConfig.cmake INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zorvi)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/zorviConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/zorviConfig.cmake ${PROJECT_BINARY_DIR}/zorviConfigVersion.cmake
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zorvi)
+
+get_property(zorvi_pc_libs GLOBAL PROPERTY ZORVI_PC_LIBS)
+get_property(zorvi_pc_private GLOBAL PROPERTY ZORVI_PC_PRIVATE)
+list(JOIN zorvi_pc_libs " " ZORVI_PC_LIBS)
+list(JOIN zorvi_pc_private ", " ZORVI_PC_PRIVATE)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/zorvi.pc.in ${PROJECT_BINARY_DIR}/zorvi.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zorvi.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

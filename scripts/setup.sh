@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Installs every build, test and benchmark dependency from Debian 12's packages.
+# Safe to run again: apt-get skips what is already there.
+set -euo pipefail
+
+sudo_cmd=()
+if [ "$(id -u)" -ne 0 ]; then sudo_cmd=(sudo); fi
+
+packages=(
+  # toolchain and test frameworks
+  build-essential cmake ninja-build pkg-config clang-14 libclang-rt-14-dev
+  libgtest-dev libgmock-dev libbenchmark-dev
+  # core library
+  rapidjson-dev libutf8proc-dev libzip-dev zlib1g-dev
+  # rendering, text and image decoding
+  libcairo2-dev libpango1.0-dev libfontconfig-dev
+  libjpeg62-turbo-dev libspng-dev libwebp-dev libavif-dev
+  libgif-dev libtiff-dev libheif-dev libjxl-dev
+  fonts-dejavu-core
+  # tools the tests and benchmarks drive
+  zip unzip libarchive-tools python3 imagemagick webp libavif-bin libheif-examples libjxl-tools
+  libvips-tools libgdk-pixbuf2.0-bin shared-mime-info libglib2.0-bin xdg-utils
+  python3-gi gir1.2-gnomedesktop-3.0 bubblewrap
+  chromium poppler-utils time
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "setup: installing ${missing[*]}"
+  "${sudo_cmd[@]}" apt-get update
+  DEBIAN_FRONTEND=noninteractive "${sudo_cmd[@]}" apt-get install -y --no-install-recommends "${missing[@]}"
+fi

@@ -1,0 +1,47 @@
+#include "unicode/unicode.hpp"
+
+#include <gtest/gtest.h>
+
+namespace zorvi::unicode {
+namespace {
+
+TEST(Unicode, TrimsWhiteSpaceAndLineBreaksFromBothEndsOnly) {
+  struct Row {
+    std::string_view in, out;
+  };
+  const Row rows[] = {
+      {"", ""},
+      {"  a b  ", "a b"},
+      {"\t\r\n\u00A0\u2029x\u3000\u0085", "x"},
+      {"\u200Bx", "\u200Bx"},  // zero-width space is a format character, not white space
+      {"\xFF a", "\xFF a"},    // invalid bytes stop trimming rather than being eaten
+      {" \xC3", "\xC3"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.in);
+    EXPECT_EQ(trimWhitespaceAndNewlines(row.in), row.out);
+  }
+}
+
+TEST(Unicode, CountsUserPerceivedCharacters) {
+  struct Row {
+    std::string_view text;
+    std::size_t count;
+  };
+  const Row rows[] = {
+      {"", 0},
+      {"abc", 3},
+      {"e\u0301", 1},                                        // e + combining acute
+      {"\U0001F1E9\U0001F1EA\U0001F1EB\U0001F1F7", 2},        // two flags
+      {"\U0001F469\u200D\U0001F469\u200D\U0001F467", 1},      // family joined by ZWJ
+      {"\r\n", 1},
+      {"\xFF\xFE", 2},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    EXPECT_EQ(graphemeCount(row.text), row.count);
+  }
+}
+
+}  // namespace
+}  // namespace zorvi::unicode
