@@ -15,7 +15,7 @@ packages=(
   # rendering, text and image decoding
   libcairo2-dev libpango1.0-dev libfontconfig-dev
   libjpeg62-turbo-dev libspng-dev libwebp-dev libavif-dev
-  libgif-dev libtiff-dev libheif-dev libjxl-dev
+  libgdk-pixbuf-2.0-dev libheif-dev libjxl-dev
   fonts-dejavu-core
   # tools the tests and benchmarks drive
   zip unzip libarchive-tools python3 imagemagick webp libavif-bin libheif-examples libjxl-tools
