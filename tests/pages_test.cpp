@@ -7,6 +7,7 @@
 #include <limits>
 #include <random>
 
+#include "zorvi/page_chrome.hpp"
 #include "zorvi/page_export_plan.hpp"
 
 namespace zorvi {
@@ -141,6 +142,67 @@ TEST(PageExportPlan, AgreesWithTheGridOnRandomBoards) {
       EXPECT_EQ(std::make_pair(plan[i].row, plan[i].column), expected[i]);
     }
   }
+}
+
+TEST(CoverMetaLabels, RowsKeepOrderAndDropEmptyValues) {
+  const CoverMetaLabels labels{"Client", "Model", "", "Location"};
+  struct Row {
+    const char* name;
+    BoardHeader header;
+    std::vector<CoverMetaLabels::Row> rows;
+  };
+  const Row rows[] = {
+      {"trimmed, absent and empty", {.client = "  ACME  ", .date = "", .location = "Hall 3"},
+       {{"Client", "ACME"}, {"Location", "Hall 3"}}},
+      {"title and notes are not rows", {.title = "T", .model = " \n\t", .notes = "N"}, {}},
+      {"an empty label still gives a row", {.date = "\u00A0May 2025\u2029"}, {{"", "May 2025"}}},
+      {"inner spaces stay", {.model = " X  1 "}, {{"Model", "X  1"}}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(labels.rows(row.header), row.rows);
+  }
+}
+
+TEST(PageExportChrome, ActiveWhenAnyFlagIsOn) {
+  for (int bits = 0; bits < 8; ++bits) {
+    PageExportChrome chrome;
+    chrome.includeCover = bits & 1;
+    chrome.branding = bits & 2;
+    chrome.margin = bits & 4;
+    EXPECT_EQ(chrome.isActive(), bits != 0) << bits;
+    EXPECT_EQ(chrome.hasFooterContent(), chrome.branding) << bits;
+  }
+}
+
+TEST(PageChromeLayout, ContentAndFooterFrames) {
+  const double w = 909 * PageScale::pointsPerWorldUnit, h = 1286 * PageScale::pointsPerWorldUnit;
+  struct Row {
+    const char* name;
+    bool margin, branding;
+    double width, height;
+    Frame content, footer;
+  };
+  const Row rows[] = {
+      {"margin and branding", true, true, w, h, {28, 28, w - 56, h - 56 - 34}, {28, h - 28 - 34, w - 56, 34}},
+      {"branding only", false, true, w, h, {0, 0, w, h - 34}, {0, h - 34, w, 34}},
+      {"margin only", true, false, w, h, {28, 28, w - 56, h - 56}, {28, h - 28 - 34, w - 56, 34}},
+      {"nothing", false, false, w, h, {0, 0, w, h}, {0, h - 34, w, 34}},
+      {"page smaller than its margins", true, true, 40, 50, {28, 28, 0, 0}, {28, 0, 0, 34}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    PageExportChrome chrome;
+    chrome.margin = row.margin;
+    chrome.branding = row.branding;
+    EXPECT_EQ(PageChromeLayout::contentFrame(row.width, row.height, chrome), row.content);
+    EXPECT_EQ(PageChromeLayout::footerFrame(row.width, row.height, chrome), row.footer);
+  }
+  PageExportChrome both;
+  both.margin = both.branding = true;
+  const Frame content = PageChromeLayout::contentFrame(w, h, both);
+  EXPECT_NEAR(content.width, 538.98, 0.005);
+  EXPECT_NEAR(content.height, 751.75, 0.005);
 }
 
 }  // namespace
