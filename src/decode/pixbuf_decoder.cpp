@@ -1,6 +1,7 @@
 // GIF, TIFF and BMP go through gdk-pixbuf, the desktop's own decoder. Its loaders for these formats
 // decode at full size, so the size each file declares is checked first, and a GIF is cut after its first
 // frame so that the rest of an animation is never decoded.
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -92,6 +93,16 @@ std::optional<DeclaredSize> bmpSize(ByteSpan b) {
                       height < 0 ? -std::int64_t{height} : std::int64_t{height}};
 }
 
+// gdk-pixbuf shows a truncated uncompressed BMP with its missing rows blank; we refuse it instead.
+bool bmpPixelsComplete(ByteSpan b, DeclaredSize size) {
+  if (b.size() < 34 || read32(b, 14, false) == 12) return true;
+  const std::uint32_t compression = read32(b, 30, false);
+  if (compression != 0 && compression != 3) return true;  // run-length data has no fixed size
+  const std::int64_t bitsPerPixel = read16(b, 28, false);
+  const std::int64_t rowBytes = (size.width * bitsPerPixel + 31) / 32 * 4;
+  return std::int64_t{read32(b, 10, false)} + rowBytes * size.height <= static_cast<std::int64_t>(b.size());
+}
+
 const char* loaderName(PixbufFormat format) {
   switch (format) {
     case PixbufFormat::gif: return "gif";
@@ -101,7 +112,9 @@ const char* loaderName(PixbufFormat format) {
   return "";
 }
 
-std::optional<Raster> toRaster(const GdkPixbuf* pixbuf) {
+// libtiff hands gdk-pixbuf premultiplied pixels, which it passes on as they are; the other loaders give
+// straight alpha.
+std::optional<Raster> toRaster(const GdkPixbuf* pixbuf, bool premultiplied) {
   const int width = gdk_pixbuf_get_width(pixbuf), height = gdk_pixbuf_get_height(pixbuf);
   const int channels = gdk_pixbuf_get_n_channels(pixbuf), stride = gdk_pixbuf_get_rowstride(pixbuf);
   const bool alpha = gdk_pixbuf_get_has_alpha(pixbuf);
@@ -117,7 +130,13 @@ std::optional<Raster> toRaster(const GdkPixbuf* pixbuf) {
     const guint8* p = pixels + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride);
     for (int x = 0; x < width; ++x, p += channels) {
       const std::uint32_t a = alpha ? p[3] : 255;
-      *out++ = packArgb(a, premultiply(p[0], a), premultiply(p[1], a), premultiply(p[2], a));
+      if (premultiplied) {
+        // Keep every channel within alpha, as ARGB32 requires, whatever the file holds.
+        *out++ = packArgb(a, std::min<std::uint32_t>(p[0], a), std::min<std::uint32_t>(p[1], a),
+                          std::min<std::uint32_t>(p[2], a));
+      } else {
+        *out++ = packArgb(a, premultiply(p[0], a), premultiply(p[1], a), premultiply(p[2], a));
+      }
     }
   }
   return raster;
@@ -142,6 +161,7 @@ std::optional<DeclaredSize> declaredSize(ByteSpan bytes, PixbufFormat format) {
 std::optional<Raster> decodeWithPixbuf(ByteSpan bytes, PixbufFormat format, Target target) {
   const auto size = declaredSize(bytes, format);
   if (!size || !fitsFullDecode(size->width, size->height)) return std::nullopt;
+  if (format == PixbufFormat::bmp && !bmpPixelsComplete(bytes, *size)) return std::nullopt;
   std::vector<std::uint8_t> firstFrameOnly;
   if (format == PixbufFormat::gif) {
     const std::size_t end = gifLayout(bytes)->firstImageEnd;
@@ -164,7 +184,7 @@ std::optional<Raster> decodeWithPixbuf(ByteSpan bytes, PixbufFormat format, Targ
   g_clear_error(&error);
   std::optional<Raster> raster;
   if (written && closed) {
-    if (const GdkPixbuf* pixbuf = gdk_pixbuf_loader_get_pixbuf(loader)) raster = toRaster(pixbuf);
+    if (const GdkPixbuf* pixbuf = gdk_pixbuf_loader_get_pixbuf(loader)) raster = toRaster(pixbuf, format == PixbufFormat::tiff);
   }
   g_object_unref(loader);
   if (!raster) return std::nullopt;
