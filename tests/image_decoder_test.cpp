@@ -61,7 +61,11 @@ class ImageDecoderFiles : public ::testing::Test {
                   "png:color-type=0 -depth 8 g.png"},
         {"a.png", "convert -size 64x48 xc:none -fill '#FF000080' -draw 'rectangle 0,0 31,47' PNG32:a.png"},
         {"photo.png", "convert -seed 7 -size 400x300 plasma:fractal photo.png"},
+        {"black.png", "convert -size 64x48 xc:black black.png"},
         {"q.jpg", "convert q.png -quality 95 q.jpg"},
+        {"cmyk.jpg", "convert q.png -quality 95 -colorspace CMYK cmyk.jpg"},
+        {"anim.gif", "convert -delay 10 q.png black.png anim.gif"},
+        {"anim.webp", "img2webp -lossless q.png black.png -o anim.webp"},
         {"g.jpg", "convert g.png -quality 95 -colorspace Gray g.jpg"},
         {"q16.png", "convert q.png -depth 16 PNG48:q16.png"},
         {"g16.png", "convert g.png -depth 16 -define png:color-type=0 g16.png"},
@@ -127,6 +131,7 @@ TEST_F(ImageDecoderFiles, KnownColoursAtKnownPixels) {
       {"q.webp", colourQuadrants, 12}, {"ql.webp", colourQuadrants, 0}, {"a.webp", alphaQuadrants, 1},
       {"q.avif", colourQuadrants, 12}, {"a.avif", alphaQuadrants, 1},   {"q.heic", colourQuadrants, 16},
       {"q.jxl", colourQuadrants, 0},   {"a.jxl", alphaQuadrants, 0},    {"q.gif", colourQuadrants, 0},
+      {"cmyk.jpg", colourQuadrants, 8},  {"anim.gif", colourQuadrants, 0}, {"anim.webp", colourQuadrants, 0},
       {"q.tif", colourQuadrants, 0},   {"a.tif", alphaQuadrants, 0},    {"q.bmp", colourQuadrants, 0},
   };
   for (const Row& row : rows) {
