@@ -205,5 +205,46 @@ TEST(PageChromeLayout, ContentAndFooterFrames) {
   EXPECT_NEAR(content.height, 751.75, 0.005);
 }
 
+BoardLayout layoutWithImage(Frame frame, std::optional<PixelSize> natural) {
+  CanvasItem image(Uuid::generate(), "images/a.jpg", "thumbnails/a.jpg", frame, 0, PixelSize{}, ItemSource{},
+                   std::nullopt, std::nullopt, false, std::nullopt);
+  image.naturalSize = natural;
+  const CanvasItem items[] = {image};
+  return BoardLayout(items, {});
+}
+
+TEST(RasterScale, FullShowsTheSharpestImageWithinTheEdgeLimit) {
+  struct Row {
+    const char* name;
+    BoardLayout layout;
+    double maxEdge, expected;
+  };
+  const Row rows[] = {
+      {"image three times denser", layoutWithImage({0, 0, 1000, 500}, PixelSize{3000, 1000}), 10000, 3},
+      {"edge limit wins", layoutWithImage({0, 0, 1000, 500}, PixelSize{3000, 1000}), 2000, 2},
+      {"no natural size", layoutWithImage({0, 0, 1000, 500}, std::nullopt), 5000, 1},
+      {"limit below the board", layoutWithImage({0, 0, 1000, 500}, std::nullopt), 250, 0.25},
+      {"image smaller than its frame", layoutWithImage({0, 0, 1000, 500}, PixelSize{10, 10}), 5000, 1},
+      {"empty frame ignored", layoutWithImage({0, 0, 0, 500}, PixelSize{3000, 1000}), 5000, 1},
+      {"empty board", BoardLayout{}, 10, 1},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_DOUBLE_EQ(RasterScale::full(row.layout, row.maxEdge), row.expected);
+  }
+}
+
+TEST(RasterScale, CompactOnlyShrinks) {
+  BoardLayout wide;
+  wide.width = 4000;
+  wide.height = 1000;
+  BoardLayout small;
+  small.width = 500;
+  small.height = 400;
+  EXPECT_EQ(RasterScale::compact(wide, 1000), 0.25);
+  EXPECT_EQ(RasterScale::compact(small, 1000), 1);
+  EXPECT_EQ(RasterScale::compact(BoardLayout{}, 1000), 1);
+}
+
 }  // namespace
 }  // namespace zorvi

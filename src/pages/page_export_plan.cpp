@@ -31,4 +31,24 @@ std::vector<PageExportPlan::Page> PageExportPlan::pages(const PageSetup& setup, 
   return result;
 }
 
+double RasterScale::full(const BoardLayout& layout, double maxEdge) {
+  double scale = 1;
+  for (const auto& placed : layout.items) {
+    const Frame& frame = placed.frame;
+    if (!(frame.width > 0) || !(frame.height > 0) || !placed.item.naturalSize) continue;
+    const double ratio = std::max(static_cast<double>(placed.item.naturalSize->width) / frame.width,
+                                  static_cast<double>(placed.item.naturalSize->height) / frame.height);
+    if (ratio > scale) scale = ratio;
+  }
+  const double edge = std::max(layout.width, layout.height);
+  if (edge > 0 && maxEdge / edge < scale) scale = maxEdge / edge;
+  return scale;
+}
+
+double RasterScale::compact(const BoardLayout& layout, double maxEdge) {
+  const double edge = std::max(layout.width, layout.height);
+  if (!(edge > 0)) return 1;
+  return std::min(maxEdge / edge, 1.0);
+}
+
 }  // namespace zorvi
