@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string>
 
+#include "manifest/utf8.hpp"
 #include "zorvi/manifest_coding.hpp"
 
 namespace zorvi::ManifestCoder {
@@ -16,8 +17,11 @@ namespace {
 using rapidjson::SizeType;
 using Value = rapidjson::Value;
 
-// Full precision so that every double written by the encoder reads back to the same bits.
-constexpr unsigned kParseFlags = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag;
+// Full precision so that every double written by the encoder reads back to the same bits. UTF-8
+// is validated before parsing, in one fast pass over the whole text: bytes outside strings must be
+// ASCII anyway, so this refuses exactly what the parser's own, slower check would. (Parsing in
+// situ was tried and lost: the private copy it needs costs more in fresh pages than it saves.)
+constexpr unsigned kParseFlags = rapidjson::kParseFullPrecisionFlag;
 
 // The parser recurses once per level; a bound keeps hostile nesting from exhausting the stack.
 constexpr int kMaxDepth = 512;
@@ -359,7 +363,9 @@ bool holdsSurrogate(const char* text, SizeType length) {
 // deep enough to exhaust the stack, and escaped lone surrogates.
 class CheckedHandler {
  public:
-  explicit CheckedHandler(rapidjson::Document& document) : document_(document) {}
+  // checkSurrogates: the text holds an escape that may be one ("\\uD…" in either case).
+  CheckedHandler(rapidjson::Document& document, bool checkSurrogates)
+      : document_(document), checkSurrogates_(checkSurrogates) {}
 
   bool Null() { return document_.Null(); }
   bool Bool(bool b) { return document_.Bool(b); }
@@ -393,12 +399,13 @@ class CheckedHandler {
   }
 
   bool checkText(const char* s, SizeType n) {
-    if (!holdsSurrogate(s, n)) return true;
+    if (!checkSurrogates_ || !holdsSurrogate(s, n)) return true;
     refusal_ = "escaped lone surrogate in a string";
     return false;
   }
 
   rapidjson::Document& document_;
+  bool checkSurrogates_;
   int depth_ = 0;
   std::string_view refusal_;
 };
@@ -407,18 +414,25 @@ class CheckedHandler {
   throw ManifestDecodingError("invalid JSON at byte " + decimal(offset) + ": " + std::string(problem));
 }
 
+bool mayEscapeSurrogate(std::string_view json) {
+  for (std::size_t at = json.find("\\u"); at != std::string_view::npos; at = json.find("\\u", at + 2)) {
+    if (at + 2 < json.size() && (json[at + 2] == 'd' || json[at + 2] == 'D')) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 Manifest decode(std::string_view json) {
-  // The parser reads a NUL byte as the end of its input; a raw NUL is never valid JSON anyway.
-  if (const void* nul = std::memchr(json.data(), 0, json.size())) {
-    failSyntax("NUL byte", static_cast<std::size_t>(static_cast<const char*>(nul) - json.data()));
+  // The parser also reads a NUL byte as the end of its input; a raw NUL is never valid JSON.
+  if (const std::size_t fault = utf8::firstFault(json, true); fault != json.size()) {
+    failSyntax(json[fault] == 0 ? "NUL byte" : "invalid UTF-8", fault);
   }
 
   rapidjson::Document document;
   rapidjson::MemoryStream stream(json.data(), json.size());
   rapidjson::Reader reader;
-  CheckedHandler handler(document);
+  CheckedHandler handler(document, mayEscapeSurrogate(json));
   auto generate = [&](rapidjson::Document&) {
     return !reader.Parse<kParseFlags>(stream, handler).IsError();
   };

@@ -1,5 +1,3 @@
-#include <rapidjson/encodings.h>
-#include <rapidjson/memorystream.h>
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
@@ -7,25 +5,13 @@
 #include <string>
 
 #include "manifest/date_coding.hpp"
+#include "manifest/utf8.hpp"
 #include "zorvi/manifest_coding.hpp"
 
 namespace zorvi::ManifestCoder {
 namespace {
 
 using Buffer = rapidjson::StringBuffer;
-
-// RapidJSON 1.1's PrettyWriter does not compile with kWriteValidateEncodingFlag, so strings are
-// checked here, with the same validator the reader applies.
-bool isValidUtf8(std::string_view text) {
-  struct Discard {
-    void Put(char) {}
-  } sink;
-  rapidjson::MemoryStream in(text.data(), text.size());
-  while (in.Tell() < text.size()) {
-    if (!rapidjson::UTF8<>::Validate(in, sink)) return false;
-  }
-  return true;
-}
 
 // Writes one object at a time. Callers list keys in ascending byte order themselves: the order is
 // part of the file format, and spelling it out keeps it visible next to the fields.
@@ -55,7 +41,9 @@ class Writer {
   }
 
   void string(std::string_view key, std::string_view value) {
-    if (!isValidUtf8(value)) {
+    // Checked here rather than by the writer: RapidJSON 1.1's PrettyWriter does not compile with
+    // kWriteValidateEncodingFlag.
+    if (!utf8::isValid(value)) {
       throw ManifestEncodingError("\"" + std::string(key) + "\" holds text that is not valid UTF-8");
     }
     this->key(key);
