@@ -6,6 +6,7 @@
 #include <limits>
 #include <string>
 
+#include "manifest/utf8.hpp"
 #include "support/sample_manifest.hpp"
 
 namespace zorvi {
@@ -599,6 +600,45 @@ TEST(ManifestCoder, EveryProperPrefixFailsCleanly) {
   for (std::size_t length = 0; length < written.size(); ++length) {
     SCOPED_TRACE("prefix of " + std::to_string(length) + " bytes");
     EXPECT_THROW(ManifestCoder::decode(std::string_view(written).substr(0, length)), ManifestDecodingError);
+  }
+}
+
+TEST(Utf8, FindsTheFirstFault) {
+  using namespace std::string_literals;
+  struct Row {
+    const char* name;
+    std::string text;
+    bool refuseNul;
+    std::size_t expected;
+  };
+  const Row rows[] = {
+      {"empty", "", true, 0},
+      {"ASCII", "plain text, longer than eight bytes", true, 35},
+      {"fault after a long ASCII run", "0123456789abcdefg\xFFxyz", true, 17},
+      {"NUL inside an ASCII word", "abcdefg\0hijklmnop"s, true, 7},
+      {"NUL allowed", "abcdefg\0hijklmnop"s, false, 17},
+      {"two-byte minimum", "\xC2\x80", true, 2},
+      {"overlong two-byte", "\xC1\xBF", true, 0},
+      {"three-byte overlong", "\xE0\x9F\xBF", true, 0},
+      {"three-byte minimum", "\xE0\xA0\x80", true, 3},
+      {"last before surrogates", "\xED\x9F\xBF", true, 3},
+      {"high surrogate", "\xED\xA0\x80", true, 0},
+      {"low surrogate", "\xED\xBF\xBF", true, 0},
+      {"U+FFFF", "\xEF\xBF\xBF", true, 3},
+      {"four-byte overlong", "\xF0\x8F\xBF\xBF", true, 0},
+      {"four-byte minimum", "\xF0\x90\x80\x80", true, 4},
+      {"U+10FFFF", "\xF4\x8F\xBF\xBF", true, 4},
+      {"above U+10FFFF", "\xF4\x90\x80\x80", true, 0},
+      {"lead byte F5", "\xF5\x80\x80\x80", true, 0},
+      {"stray continuation", "ab\x80", true, 2},
+      {"FF", "\xFF", true, 0},
+      {"truncated at the end", "ab\xE6\x97", true, 2},
+      {"continuation replaced by ASCII", "\xE6\x97" "a", true, 0},
+      {"mixed text", "caf\xC3\xA9 \xE6\x97\xA5 \xF0\x9F\x98\x80!", true, 15},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(utf8::firstFault(row.text, row.refuseNul), row.expected);
   }
 }
 
