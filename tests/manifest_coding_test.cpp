@@ -306,7 +306,9 @@ TEST(ManifestCoder, RefusesEveryMalformedManifest) {
       {"escaped lone high surrogate", itemWith(R"("caption": "\uD800")"), "invalid JSON"},
       {"lone surrogate in an unknown key", itemWith(R"("\uDFFF": 1)"), "invalid JSON"},
       {"nesting beyond the limit", itemWith(R"("extra": )" + deep), "invalid JSON"},
-      {"number too big for a double", itemWith(R"("extra": 1e400)"), "invalid JSON"},
+      {"exponent too big for a double", itemWith(R"("extra": 1e400)"), "invalid JSON"},
+      {"digits too big for a double", itemWith(R"("extra": 2.7976931348623157e308)"), "invalid JSON"},
+      {"negative number too big", itemWith(R"("extra": -179769313486231580793728971405303415079934132710037826936173778980444968292764750946649017977587207096330286416692887910946555547851940402630657488671505820681908902000708383676273854845817711531764475730270069855571366959622842914819860834936475292719074168444365510704342711559699508093042880177904174497792)"), "invalid JSON"},
       // The root.
       {"empty object", "{}", "schemaVersion"},
       {"array root", "[]", "manifest"},

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 #include <string>
 
@@ -360,7 +361,8 @@ bool holdsSurrogate(const char* text, SizeType length) {
 }
 
 // Forwards parse events to the document, refusing what the parser itself lets through: nesting
-// deep enough to exhaust the stack, and escaped lone surrogates.
+// deep enough to exhaust the stack, escaped lone surrogates, and numbers such as 2e308 that it
+// rounds to infinity (it refuses only those whose exponent alone is too large).
 class CheckedHandler {
  public:
   // checkSurrogates: the text holds an escape that may be one ("\\uD…" in either case).
@@ -373,7 +375,7 @@ class CheckedHandler {
   bool Uint(unsigned u) { return document_.Uint(u); }
   bool Int64(std::int64_t i) { return document_.Int64(i); }
   bool Uint64(std::uint64_t u) { return document_.Uint64(u); }
-  bool Double(double d) { return document_.Double(d); }
+  bool Double(double d) { return checkFinite(d) && document_.Double(d); }
   bool RawNumber(const char* s, SizeType n, bool copy) { return document_.RawNumber(s, n, copy); }
   bool String(const char* s, SizeType n, bool copy) { return checkText(s, n) && document_.String(s, n, copy); }
   bool Key(const char* s, SizeType n, bool copy) { return checkText(s, n) && document_.Key(s, n, copy); }
@@ -395,6 +397,12 @@ class CheckedHandler {
   bool enter() {
     if (++depth_ <= kMaxDepth) return true;
     refusal_ = "nested deeper than 512 levels";
+    return false;
+  }
+
+  bool checkFinite(double d) {
+    if (std::isfinite(d)) return true;
+    refusal_ = "number too big for a double";
     return false;
   }
 
