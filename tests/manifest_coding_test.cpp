@@ -1,6 +1,7 @@
 #include "zorvi/manifest_coding.hpp"
 
 #include <gtest/gtest.h>
+#include <rapidjson/document.h>
 
 #include <cmath>
 #include <limits>
@@ -202,6 +203,40 @@ TEST(ManifestCoder, EncodesTheExampleBoardExactly) {
 }
 
 TEST(ManifestCoder, DecodesTheExampleBoard) { EXPECT_EQ(ManifestCoder::decode(kExampleJson), exampleManifest()); }
+
+void expectKeysAscending(const rapidjson::Value& value, const std::string& path) {
+  if (value.IsArray()) {
+    for (const auto& element : value.GetArray()) expectKeysAscending(element, path + "[]");
+  } else if (value.IsObject()) {
+    std::string previous;
+    for (const auto& member : value.GetObject()) {
+      const std::string name(member.name.GetString(), member.name.GetStringLength());
+      if (!previous.empty()) {
+        EXPECT_LT(previous, name) << "in " << path;
+      }
+      previous = name;
+      expectKeysAscending(member.value, path + "." + name);
+    }
+  }
+}
+
+TEST(ManifestCoder, WritesKeysInAscendingOrderWithEveryFieldPresent) {
+  Manifest m = exampleManifest();
+  m.board.header = BoardHeader{"t", "c", "m", "d", "l", "n"};
+  CanvasItem everything = m.items[0];
+  everything.groupId = m.board.id;
+  everything.text = m.items[1].text;
+  everything.shape = ShapeContent{"#000", "#111", 1.5, "T", 30};
+  everything.drawing = m.items[3].drawing;
+  m.items.push_back(everything);
+
+  const std::string written = ManifestCoder::encode(m);
+  rapidjson::Document document;
+  document.Parse(written.c_str());
+  ASSERT_FALSE(document.HasParseError());
+  expectKeysAscending(document, "manifest");
+  EXPECT_EQ(ManifestCoder::decode(written), m);
+}
 
 TEST(ManifestCoder, ItemWithOnlyIdAndFrameGetsDefaults) {
   const Manifest m = ManifestCoder::decode(withItem(kMinimalItem));
