@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <string>
 
 #include "manifest/utf8.hpp"
@@ -153,7 +154,7 @@ class Record {
 
   const Value& required(std::string_view key) const {
     const Value* value = find(key);
-    if (!value) fail(pathOf(key), "required key is missing");
+    if (!value) fail(pathOf(key), "required key is missing or null");
     return *value;
   }
 
@@ -432,6 +433,8 @@ bool mayEscapeSurrogate(std::string_view json) {
 }  // namespace
 
 Manifest decode(std::string_view json) {
+  // RapidJSON measures strings in 32 bits; a longer one would be cut short without a word.
+  if (json.size() > std::numeric_limits<SizeType>::max()) failSyntax("larger than 4 GiB", 0);
   // The parser also reads a NUL byte as the end of its input; a raw NUL is never valid JSON.
   if (const std::size_t fault = utf8::firstFault(json, true); fault != json.size()) {
     failSyntax(json[fault] == 0 ? "NUL byte" : "invalid UTF-8", fault);

@@ -2,6 +2,7 @@
 #include <rapidjson/stringbuffer.h>
 
 #include <cmath>
+#include <limits>
 #include <string>
 
 #include "manifest/date_coding.hpp"
@@ -13,8 +14,9 @@ namespace {
 
 using Buffer = rapidjson::StringBuffer;
 
-// Writes one object at a time. Callers list keys in ascending byte order themselves: the order is
-// part of the file format, and spelling it out keeps it visible next to the fields.
+// RapidJSON's pretty writer behind calls that refuse whatever could not be read back. Callers
+// list keys in ascending byte order themselves: the order is part of the file format, and
+// spelling it out keeps it visible next to the fields.
 class Writer {
  public:
   explicit Writer(Buffer& buffer) : writer_(buffer) { writer_.SetIndent(' ', 2); }
@@ -45,6 +47,9 @@ class Writer {
     // kWriteValidateEncodingFlag.
     if (!utf8::isValid(value)) {
       throw ManifestEncodingError("\"" + std::string(key) + "\" holds text that is not valid UTF-8");
+    }
+    if (value.size() > std::numeric_limits<rapidjson::SizeType>::max()) {
+      throw ManifestEncodingError("\"" + std::string(key) + "\" holds more text than the writer can take");
     }
     this->key(key);
     writer_.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
@@ -125,7 +130,7 @@ void writeShape(Writer& w, const ShapeContent& shape) {
     w.optional("strokeColor", shape.strokeColor, &Writer::string);
     w.number("strokeWidth", shape.strokeWidth);
     w.optional("title", shape.title, &Writer::string);
-    if (shape.titleFontSize) w.number("titleFontSize", *shape.titleFontSize);
+    w.optional("titleFontSize", shape.titleFontSize, &Writer::number);
   });
 }
 
