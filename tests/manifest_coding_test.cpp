@@ -343,6 +343,8 @@ TEST(ManifestCoder, RefusesEveryMalformedManifest) {
       {"nesting beyond the limit", itemWith(R"("extra": )" + deep), "invalid JSON"},
       {"exponent too big for a double", itemWith(R"("extra": 1e400)"), "invalid JSON"},
       {"digits too big for a double", itemWith(R"("extra": 2.7976931348623157e308)"), "invalid JSON"},
+      {"tiny mantissa, huge exponent", itemWith(R"("extra": 0.00001e99999999999999999999)"), "invalid JSON"},
+      {"long integer beyond a double", itemWith(R"("extra": 1)" + std::string(400, '0') + ")"), "invalid JSON"},
       {"negative number too big", itemWith(R"("extra": -179769313486231580793728971405303415079934132710037826936173778980444968292764750946649017977587207096330286416692887910946555547851940402630657488671505820681908902000708383676273854845817711531764475730270069855571366959622842914819860834936475292719074168444365510704342711559699508093042880177904174497792)"), "invalid JSON"},
       // The root.
       {"empty object", "{}", "schemaVersion"},
@@ -460,6 +462,9 @@ TEST(ManifestCoder, AcceptsEveryNumberFormForDoubles) {
       {"44", 44},         {"44.0", 44},     {"4.4e1", 44},     {"440E-1", 44},
       {"-0", 0},          {"-1.5", -1.5},   {"1e-320", 1e-320}, {"18446744073709551616", 18446744073709551616.0},
       {"0.1", 0.1},       {"2.2250738585072011e-308", 2.2250738585072011e-308},
+      {"1e-400", 0},      {"-0.0001e-330", 0},  {"0.000e-999999999", 0},
+      {"1.7976931348623158e308", 1.7976931348623157e308}, {"123456789012345678901234567890e-10", 1.2345678901234568e19},
+      {"4.9406564584124654e-324", 5e-324}, {"9223372036854775808", 9223372036854775808.0},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.json);

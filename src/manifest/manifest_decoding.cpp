@@ -3,9 +3,9 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -19,11 +19,14 @@ namespace {
 using rapidjson::SizeType;
 using Value = rapidjson::Value;
 
-// Full precision so that every double written by the encoder reads back to the same bits. UTF-8
-// is validated before parsing, in one fast pass over the whole text: bytes outside strings must be
-// ASCII anyway, so this refuses exactly what the parser's own, slower check would. (Parsing in
-// situ was tried and lost: the private copy it needs costs more in fresh pages than it saves.)
-constexpr unsigned kParseFlags = rapidjson::kParseFullPrecisionFlag;
+// RapidJSON checks the syntax of numbers but hands their text over: its own conversion (1.1) has
+// undefined behaviour on extreme exponents and rounds some overflowing values to infinity, while
+// std::from_chars is correctly rounded, so every double the encoder writes reads back to the same
+// bits. UTF-8 is validated before parsing, in one fast pass over the whole text: bytes outside
+// strings must be ASCII anyway, so this refuses exactly what the parser's own, slower check would.
+// (Parsing in situ was tried and lost: the private copy it needs costs more in fresh pages than it
+// saves.)
+constexpr unsigned kParseFlags = rapidjson::kParseNumbersAsStringsFlag;
 
 // The parser recurses once per level; a bound keeps hostile nesting from exhausting the stack.
 constexpr int kMaxDepth = 512;
@@ -351,6 +354,27 @@ Manifest decodeManifest(const Value& value) {
   return {r.get("schemaVersion", asInteger), r.get("board", decodeBoard), r.get("items", decodeItems)};
 }
 
+// Whether a JSON number that no double can hold is too large, as opposed to too small: the power
+// of ten of its first significant digit decides, since doubles reach from about 1e-324 to 1e308.
+bool isTooLarge(std::string_view number) {
+  const std::size_t e = number.find_first_of("eE");
+  std::int64_t exponent = 0;
+  if (e != std::string_view::npos) {
+    std::size_t at = e + 1;
+    const bool negative = number[at] == '-';
+    if (number[at] == '-' || number[at] == '+') ++at;
+    for (; at < number.size() && exponent < 1'000'000'000; ++at) exponent = exponent * 10 + (number[at] - '0');
+    if (negative) exponent = -exponent;
+  }
+  std::string_view mantissa = number.substr(0, e);
+  if (mantissa[0] == '-') mantissa.remove_prefix(1);
+  const std::size_t dot = std::min(mantissa.find('.'), mantissa.size());
+  // JSON allows a leading zero only alone, so "0" means the first significant digit is a fraction digit.
+  if (mantissa[0] != '0') return static_cast<std::int64_t>(dot) + exponent > 0;
+  const std::size_t firstSignificant = mantissa.find_first_not_of('0', dot + 1);
+  return exponent - static_cast<std::int64_t>(firstSignificant - dot) + 1 > 0;
+}
+
 // RapidJSON encodes an escaped lone low surrogate ("\uDC00") as the three bytes ED B0 80, which
 // are not UTF-8. Raw input is validated already, so ED followed by A0-BF can only come from there.
 bool holdsSurrogate(const char* text, SizeType length) {
@@ -361,9 +385,8 @@ bool holdsSurrogate(const char* text, SizeType length) {
   return false;
 }
 
-// Forwards parse events to the document, refusing what the parser itself lets through: nesting
-// deep enough to exhaust the stack, escaped lone surrogates, and numbers such as 2e308 that it
-// rounds to infinity (it refuses only those whose exponent alone is too large).
+// Forwards parse events to the document, converting numbers and refusing what the parser itself
+// lets through: nesting deep enough to exhaust the stack, and escaped lone surrogates.
 class CheckedHandler {
  public:
   // checkSurrogates: the text holds an escape that may be one ("\\uD…" in either case).
@@ -376,8 +399,27 @@ class CheckedHandler {
   bool Uint(unsigned u) { return document_.Uint(u); }
   bool Int64(std::int64_t i) { return document_.Int64(i); }
   bool Uint64(std::uint64_t u) { return document_.Uint64(u); }
-  bool Double(double d) { return checkFinite(d) && document_.Double(d); }
-  bool RawNumber(const char* s, SizeType n, bool copy) { return document_.RawNumber(s, n, copy); }
+  bool Double(double d) { return document_.Double(d); }
+
+  // A number written without fraction or exponent becomes an integer when it fits 64 signed bits;
+  // every other becomes a double, so integer fields can tell them apart. A value too small for a
+  // double reads as zero, as rounding gives; one too large is refused.
+  bool RawNumber(const char* s, SizeType n, bool) {
+    const char* end = s + n;
+    if (std::find_if(s, end, [](char c) { return c == '.' || c == 'e' || c == 'E'; }) == end) {
+      std::int64_t integer = 0;
+      if (std::from_chars(s, end, integer).ec == std::errc{}) return document_.Int64(integer);
+    }
+    double number = 0;
+    if (std::from_chars(s, end, number).ec == std::errc::result_out_of_range) {
+      if (isTooLarge(std::string_view(s, n))) {
+        refusal_ = "number too large for a double";
+        return false;
+      }
+      number = *s == '-' ? -0.0 : 0.0;
+    }
+    return document_.Double(number);
+  }
   bool String(const char* s, SizeType n, bool copy) { return checkText(s, n) && document_.String(s, n, copy); }
   bool Key(const char* s, SizeType n, bool copy) { return checkText(s, n) && document_.Key(s, n, copy); }
   bool StartObject() { return enter() && document_.StartObject(); }
@@ -398,12 +440,6 @@ class CheckedHandler {
   bool enter() {
     if (++depth_ <= kMaxDepth) return true;
     refusal_ = "nested deeper than 512 levels";
-    return false;
-  }
-
-  bool checkFinite(double d) {
-    if (std::isfinite(d)) return true;
-    refusal_ = "number too big for a double";
     return false;
   }
 
