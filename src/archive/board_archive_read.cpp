@@ -153,6 +153,10 @@ BoardBundle read(const std::filesystem::path& path) {
     ::close(fd);
     throw corrupt(std::strerror(code));
   }
+  if (info.st_size == 0) {
+    ::close(fd);
+    throw corrupt(describe(ZIP_ER_NOZIP));
+  }
   int code = 0;
   zip_t* zip = zip_fdopen(fd, ZIP_RDONLY, &code);
   if (zip == nullptr) {
@@ -163,11 +167,11 @@ BoardBundle read(const std::filesystem::path& path) {
 }
 
 BoardBundle read(std::span<const std::uint8_t> bytes) {
+  // libzip takes zero bytes for an empty archive; a board file is never empty.
+  if (bytes.empty()) throw corrupt(describe(ZIP_ER_NOZIP));
   zip_error_t error;
   zip_error_init(&error);
-  // libzip wants a non-null buffer even for zero bytes, which it then rejects as no archive.
-  static constexpr std::uint8_t empty = 0;
-  zip_source_t* source = zip_source_buffer_create(bytes.empty() ? &empty : bytes.data(), bytes.size(), 0, &error);
+  zip_source_t* source = zip_source_buffer_create(bytes.data(), bytes.size(), 0, &error);
   if (source == nullptr) {
     std::string detail = describe(&error);
     zip_error_fini(&error);
