@@ -231,6 +231,7 @@ TEST(BoardArchive, ReadsFilesLikeBytes) {
   writeFile(folder.path / "empty.zorvi", Bytes{});
   const std::vector<Row> rows = {{"missing", folder.path / "absent.zorvi"},
                                  {"folder", folder.path},
+                                 {"device", "/dev/null"},
                                  {"empty", folder.path / "empty.zorvi"}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);

@@ -145,24 +145,22 @@ BoardBundle readOpened(const OpenArchive& archive) {
 }  // namespace
 
 BoardBundle read(const std::filesystem::path& path) {
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) throw corrupt(std::strerror(errno));
+  struct Descriptor {
+    int fd;
+    ~Descriptor() {
+      if (fd >= 0) ::close(fd);
+    }
+  } file{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
+  if (file.fd < 0) throw corrupt(std::strerror(errno));
   struct stat info {};
-  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-    const int code = S_ISDIR(info.st_mode) ? EISDIR : errno;
-    ::close(fd);
-    throw corrupt(std::strerror(code));
-  }
-  if (info.st_size == 0) {
-    ::close(fd);
-    throw corrupt(describe(ZIP_ER_NOZIP));
-  }
+  if (::fstat(file.fd, &info) != 0) throw corrupt(std::strerror(errno));
+  // A pipe or device has no end from which to find the central directory.
+  if (!S_ISREG(info.st_mode)) throw corrupt(S_ISDIR(info.st_mode) ? std::strerror(EISDIR) : "not a regular file");
+  if (info.st_size == 0) throw corrupt(describe(ZIP_ER_NOZIP));
   int code = 0;
-  zip_t* zip = zip_fdopen(fd, ZIP_RDONLY, &code);
-  if (zip == nullptr) {
-    ::close(fd);  // zip_fdopen keeps the descriptor only when it succeeds
-    throw corrupt(describe(code));
-  }
+  zip_t* zip = zip_fdopen(file.fd, ZIP_RDONLY, &code);
+  if (zip == nullptr) throw corrupt(describe(code));  // the descriptor is still ours to close
+  file.fd = -1;                                        // and now libzip's
   return readOpened({ArchivePtr(zip), static_cast<std::uint64_t>(info.st_size)});
 }
 
