@@ -1,6 +1,7 @@
 #include "zorvi/snapping.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace zorvi {
@@ -76,33 +77,44 @@ struct LineMatch {
   double line;
 };
 
-// Keeps the first line at the smallest distance within reach: later lines must be strictly closer.
-class LineSearch {
- public:
-  explicit LineSearch(double reach) : reach_(reach) {}
-
-  void offer(double line, double value) {
-    const double d = std::abs(line - value);
-    if (d <= reach_ && (!best_ || d < std::abs(best_->delta))) best_ = LineMatch{line - value, line};
-  }
-
-  const std::optional<LineMatch>& best() const { return best_; }
-
- private:
-  double reach_;
-  std::optional<LineMatch> best_;
-};
-
+// The best-line search of one axis over the three moving values (leading edge, centre, trailing edge, in
+// this order, each value's grid line after the lines): the first pair in that order at the smallest
+// distance within reach wins. Each value keeps its own first-nearest line, which gives the same pair;
+// a line farther than the best distance so far from all three values cannot matter and costs only three
+// comparisons, so the scan is not held up by a running best on every line.
 template <typename Along>
 std::optional<LineMatch> snapAxis(const Frame& moving, std::span<const Frame> to, std::span<const double> guides,
                                   std::optional<double> grid, double reach) {
   const double lead = Along::lead(moving), extent = Along::extent(moving);
-  LineSearch search(reach);
-  for (const double value : {lead, lead + extent * 0.5, lead + extent}) {
-    forEachLine<Along>(to, guides, [&](double line) { search.offer(line, value); });
-    if (gridTakesPart(grid)) search.offer(gridLine(value, *grid), value);
+  const std::array<double, 3> values{lead, lead + extent * 0.5, lead + extent};
+  std::array<std::optional<double>, 3> nearestLine;
+  std::array<double, 3> nearestDistance{};
+  double bound = reach;
+
+  const auto offer = [&](std::size_t i, double line) {
+    const double d = std::abs(line - values[i]);
+    if (d <= reach && (!nearestLine[i] || d < nearestDistance[i])) {
+      nearestLine[i] = line;
+      nearestDistance[i] = d;
+      if (d < bound) bound = d;
+    }
+  };
+  forEachLine<Along>(to, guides, [&](double line) {
+    if (std::abs(line - values[0]) <= bound || std::abs(line - values[1]) <= bound ||
+        std::abs(line - values[2]) <= bound) {
+      for (std::size_t i = 0; i < values.size(); ++i) offer(i, line);
+    }
+  });
+  if (gridTakesPart(grid)) {
+    for (std::size_t i = 0; i < values.size(); ++i) offer(i, gridLine(values[i], *grid));
   }
-  return search.best();
+
+  std::optional<std::size_t> winner;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (nearestLine[i] && (!winner || nearestDistance[i] < nearestDistance[*winner])) winner = i;
+  }
+  if (!winner) return std::nullopt;
+  return LineMatch{*nearestLine[*winner] - values[*winner], *nearestLine[*winner]};
 }
 
 struct ScaleMatch {
