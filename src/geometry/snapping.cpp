@@ -165,7 +165,9 @@ SnapResult snapResize(const Frame& original, ResizeCorner corner, const Frame& p
   SnapResult unchanged{proposed, {}};
   if (zoom <= 0 || original.width <= 0 || original.height <= 0) return unchanged;
 
-  const auto [anchor, dragged] = ItemGeometry::resizeAnchorAndStart(original, corner);
+  // Plain variables, not a structured binding: the lambdas below capture them (clang 14 refuses that).
+  const auto corners = ItemGeometry::resizeAnchorAndStart(original, corner);
+  const Point anchor = corners.anchor, dragged = corners.start;
   const double dirX = dragged.x - anchor.x, dirY = dragged.y - anchor.y;
   const double lengthSquared = dirX * dirX + dirY * dirY;
   if (lengthSquared <= 0) return unchanged;
@@ -217,7 +219,9 @@ SnapResult snapResizeFree(const Frame& original, ResizeCorner corner, const Fram
                           std::span<const double> guidesY, std::optional<double> grid, double zoom,
                           double threshold, double minSize) {
   if (zoom <= 0) return {proposed, {}};
-  const auto [anchor, dragged] = ItemGeometry::resizeAnchorAndStart(original, corner);
+  // Plain variables, not a structured binding: the lambdas below capture them (clang 14 refuses that).
+  const auto corners = ItemGeometry::resizeAnchorAndStart(original, corner);
+  const Point anchor = corners.anchor, dragged = corners.start;
   const double signX = anchor.x <= dragged.x ? 1.0 : -1.0;
   const double signY = anchor.y <= dragged.y ? 1.0 : -1.0;
   const double movingX = signX > 0 ? proposed.x + proposed.width : proposed.x;
