@@ -39,8 +39,8 @@ void BM_SnapResize(benchmark::State& state) {
   for (auto _ : state) {
     proposed.width += 0.25;
     proposed.height = proposed.width * 160 / 240;
-    const SnapResult result = Snapping::snapResize(original, ResizeCorner::bottomRight, proposed, others, {}, {},
-                                                   10.0, 1.5, 6, 10);
+    const SnapResult result =
+        Snapping::snapResize(original, ResizeCorner::bottomRight, proposed, others, {}, {}, 10.0, 1.5, 6, 10);
     benchmark::DoNotOptimize(result);
   }
 }
@@ -52,8 +52,8 @@ void BM_SnapResizeFree(benchmark::State& state) {
   Frame proposed = original;
   for (auto _ : state) {
     proposed.width += 0.25;
-    const SnapResult result = Snapping::snapResizeFree(original, ResizeCorner::bottomRight, proposed, others, {},
-                                                       {}, 10.0, 1.5, 6, 10);
+    const SnapResult result = Snapping::snapResizeFree(original, ResizeCorner::bottomRight, proposed, others,
+                                                       {}, {}, 10.0, 1.5, 6, 10);
     benchmark::DoNotOptimize(result);
   }
 }

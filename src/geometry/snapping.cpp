@@ -83,8 +83,8 @@ struct LineMatch {
 // a line farther than the best distance so far from all three values cannot matter and costs only three
 // comparisons, so the scan is not held up by a running best on every line.
 template <typename Along>
-std::optional<LineMatch> snapAxis(const Frame& moving, std::span<const Frame> to, std::span<const double> guides,
-                                  std::optional<double> grid, double reach) {
+std::optional<LineMatch> snapAxis(const Frame& moving, std::span<const Frame> to,
+                                  std::span<const double> guides, std::optional<double> grid, double reach) {
   const double lead = Along::lead(moving), extent = Along::extent(moving);
   const std::array<double, 3> values{lead, lead + extent * 0.5, lead + extent};
   std::array<std::optional<double>, 3> nearestLine;
@@ -159,9 +159,10 @@ SnapResult snap(const Frame& moving, std::span<const Frame> to, std::span<const 
   return result;
 }
 
-SnapResult snapResize(const Frame& original, ResizeCorner corner, const Frame& proposed, std::span<const Frame> to,
-                      std::span<const double> guidesX, std::span<const double> guidesY, std::optional<double> grid,
-                      double zoom, double threshold, double minSize) {
+SnapResult snapResize(const Frame& original, ResizeCorner corner, const Frame& proposed,
+                      std::span<const Frame> to, std::span<const double> guidesX,
+                      std::span<const double> guidesY, std::optional<double> grid, double zoom,
+                      double threshold, double minSize) {
   SnapResult unchanged{proposed, {}};
   if (zoom <= 0 || original.width <= 0 || original.height <= 0) return unchanged;
 
@@ -180,13 +181,15 @@ SnapResult snapResize(const Frame& original, ResizeCorner corner, const Frame& p
   std::optional<ScaleMatch> best;
   const auto offer = [&](double t, AlignmentGuide::Axis axis, double line) {
     const double travel = diag * std::abs(t - s);
-    if (minScale <= t && travel <= reach && (!best || travel < best->distance)) best = ScaleMatch{travel, t, axis, line};
+    if (minScale <= t && travel <= reach && (!best || travel < best->distance))
+      best = ScaleMatch{travel, t, axis, line};
   };
   // A diagonal (almost) parallel to an axis cannot reach lines across that axis.
   constexpr double directionBound = 1e-9;
   const bool alongX = std::abs(dirX) > directionBound, alongY = std::abs(dirY) > directionBound;
   if (alongX) {
-    forEachLine<AlongX>(to, guidesX, [&](double c) { offer((c - anchor.x) / dirX, AlignmentGuide::Axis::vertical, c); });
+    forEachLine<AlongX>(to, guidesX,
+                        [&](double c) { offer((c - anchor.x) / dirX, AlignmentGuide::Axis::vertical, c); });
   }
   if (alongY) {
     forEachLine<AlongY>(to, guidesY,
@@ -234,7 +237,8 @@ SnapResult snapResizeFree(const Frame& original, ResizeCorner corner, const Fram
     std::optional<EdgeMatch> best;
     const auto offer = [&](double c) {
       const double d = std::abs(c - moving);
-      if (minSize <= sign * (c - anchorValue) && d <= reach && (!best || d < best->distance)) best = EdgeMatch{d, c};
+      if (minSize <= sign * (c - anchorValue) && d <= reach && (!best || d < best->distance))
+        best = EdgeMatch{d, c};
     };
     forEachLine<decltype(along)>(to, guides, offer);
     if (gridTakesPart(grid)) offer(gridLine(moving, *grid));
@@ -249,8 +253,8 @@ SnapResult snapResizeFree(const Frame& original, ResizeCorner corner, const Fram
   double height = signY * ((matchY ? matchY->line : movingY) - anchor.y);
   if (height <= minSize) height = minSize;
 
-  SnapResult result{{signX > 0 ? anchor.x : anchor.x - width, signY > 0 ? anchor.y : anchor.y - height, width, height},
-                    {}};
+  SnapResult result{
+      {signX > 0 ? anchor.x : anchor.x - width, signY > 0 ? anchor.y : anchor.y - height, width, height}, {}};
   if (matchX) result.guides.push_back(guideAt<AlongX>(matchX->line, result.frame, to));
   if (matchY) result.guides.push_back(guideAt<AlongY>(matchY->line, result.frame, to));
   return result;
