@@ -1,5 +1,6 @@
 // Renders a fixed board whose three images take their bytes from the input: the first byte picks the
 // picture size, the rest is cut into thirds (so truncated and hostile images meet the decoders).
+// Run it with FONTCONFIG_FILE=tests/data/fonts.conf: the system fontconfig setup leaks, which LeakSanitizer reports.
 #include <cstddef>
 #include <cstdint>
 
