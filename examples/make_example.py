@@ -12,7 +12,8 @@ image's frame in a rendered picture and know which image it sees:
     WebP  green  #2A9D55   frame (970, 70, 400, 225)
     AVIF  amber  #F4B400   frame (970, 315, 400, 225)
 
-The canvas is #F5F2EC; the "Materials" shape behind the JPEG and PNG is filled #E8DCCA.
+The canvas is #F5F2EC; the "Materials" shape behind the JPEG and PNG is filled #E8DCCA. The board's
+content spans exactly 1400 x 800 world units (no drawing stroke reaches past it).
 
 Identifiers, dates and ZIP timestamps are fixed, so running the script twice gives the same
 manifest and the same archive layout (image bytes follow the installed encoders).
@@ -143,7 +144,7 @@ def manifest(entries):
         },
         {
             "id": uuid(8), "type": "text", "zIndex": 7, "locked": True,
-            "frame": frame(40, 680, 860, 96),
+            "frame": frame(40, 680, 860, 120),
             "text": {
                 "content": "Warm reds against cold harbour blues.\nKeep the amber for small accents.",
                 "color": "#444444", "fontSize": 22,
@@ -151,7 +152,7 @@ def manifest(entries):
         },
         {
             "id": uuid(9), "type": "drawing", "zIndex": 8, "locked": False,
-            "frame": frame(940, 600, 460, 80),
+            "frame": frame(960, 600, 420, 80),
             "drawing": {
                 "points": [{"x": number(round(i / 24, 4)),
                             "y": number(round(0.5 + 0.4 * math.sin(i / 24 * 3 * math.pi), 4))}
@@ -161,7 +162,7 @@ def manifest(entries):
         },
         {
             "id": uuid(10), "type": "drawing", "zIndex": 9, "locked": False,
-            "frame": frame(940, 700, 460, 100), "groupId": uuid(100),
+            "frame": frame(960, 690, 420, 90), "groupId": uuid(100),
             "drawing": {
                 "points": [{"x": 0, "y": 1}, {"x": 0.3, "y": 0.2}, {"x": 0.6, "y": 0.8}, {"x": 1, "y": 0}],
                 "color": "#1D4ED8", "strokeWidth": 3, "style": "dashed",
