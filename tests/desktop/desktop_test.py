@@ -18,11 +18,13 @@ import json
 import math
 import os
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
 import time
 import zipfile
+import zlib
 
 BOARD_TYPE = "application/x-zorvi-board"
 SIZE_CLASSES = {"NORMAL": 128, "LARGE": 256, "XLARGE": 512, "XXLARGE": 1024}
@@ -243,17 +245,36 @@ def exec_line(entry, board, output, size):
     return argv
 
 
-def deflate_bomb(path, gigabytes):
-    """A board whose only image entry inflates to several gigabytes of zeros."""
-    manifest = manifest_of_single_image("images/bomb.png")
-    with zipfile.ZipFile(path, "w") as archive:
-        archive.writestr("manifest.json", json.dumps(manifest), compress_type=zipfile.ZIP_DEFLATED)
-        info = zipfile.ZipInfo("images/bomb.png", (2025, 3, 14, 9, 26, 52))
-        info.compress_type = zipfile.ZIP_DEFLATED
-        zeros = bytes(1 << 24)
-        with archive.open(info, "w", force_zip64=True) as entry:
-            for _ in range(gigabytes * 64):
-                entry.write(zeros)
+def deflate_bomb(path):
+    """A board whose only image entry inflates to 3 GiB of zeros from about 3 MB. The deflate
+    stream is one full-flushed block repeated, so it is built without compressing 3 GiB; the
+    size stays below 4 GiB, so plain ZIP headers suffice."""
+    chunk, count = 1 << 24, 192
+    zeros = bytes(chunk)
+    block = zlib.compressobj(9, zlib.DEFLATED, -15)
+    # After a full flush the compressor starts afresh, so every chunk compresses to the same bytes.
+    piece = block.compress(zeros) + block.flush(zlib.Z_FULL_FLUSH)
+    ending = block.flush(zlib.Z_FINISH)
+    crc = 0
+    for _ in range(count):
+        crc = zlib.crc32(zeros, crc)
+    data = piece * count + ending
+    size = chunk * count
+
+    manifest = json.dumps(manifest_of_single_image("images/bomb.png")).encode()
+    entries = [(b"manifest.json", 0, manifest, zlib.crc32(manifest), len(manifest)),
+               (b"images/bomb.png", 8, data, crc, size)]
+    out, central = bytearray(), bytearray()
+    for name, method, payload, checksum, length in entries:
+        offset = len(out)
+        out += struct.pack("<IHHHHHIIIHH", 0x04034B50, 20, 0, method, 0, 0x5A6E, checksum, len(payload),
+                           length, len(name), 0) + name + payload
+        central += struct.pack("<IHHHHHHIIIHHHHHII", 0x02014B50, 20, 20, 0, method, 0, 0x5A6E, checksum,
+                               len(payload), length, len(name), 0, 0, 0, 0, 0, offset) + name
+    out += central + struct.pack("<IHHHHIIH", 0x06054B50, 0, 0, len(entries), len(entries), len(central),
+                                 len(out), 0)
+    with open(path, "wb") as f:
+        f.write(out)
 
 
 def manifest_of_single_image(image):
@@ -294,7 +315,7 @@ def part_hostile(build_dir, source_dir, sanitized):
         # The factory waits on the thumbnailer forever, so a hostile board must end by itself.
         entry = prefix.thumbnailer()
         hostile = os.path.join(prefix.work, "hostile.zorvi")
-        deflate_bomb(hostile, gigabytes=4)
+        deflate_bomb(hostile)
         out_dir = tempfile.mkdtemp(dir=prefix.work)
         started = time.monotonic()
         try:
