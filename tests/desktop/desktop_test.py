@@ -341,9 +341,13 @@ def part_factory(build_dir, source_dir, sanitized):
         raise Skip(f"bubblewrap cannot create its namespaces here ({sandbox.stderr.strip()}), "
                    "so GNOME's thumbnail sandbox cannot run")
     with Prefix(build_dir, need_sandbox_visible=True) as prefix:
-        # The factory reads the environment of its own process at first use.
+        # The factory reads the environment of its own process at first use. Its scratch folder (the
+        # sandbox's /tmp) goes under TMPDIR and is left behind, with a warning, when the thumbnailer
+        # writes anything besides its output.
+        scratch = os.path.join(prefix.work, "tmp")
+        os.makedirs(scratch)
         os.environ.clear()
-        os.environ.update(prefix.env)
+        os.environ.update(prefix.env, TMPDIR=scratch)
         import gi
         gi.require_version("GnomeDesktop", "3.0")
         gi.require_version("GdkPixbuf", "2.0")
@@ -365,6 +369,7 @@ def part_factory(build_dir, source_dir, sanitized):
             except Exception as error:  # the factory reports a failed thumbnailer as a GError
                 raise Failure(f"{label}: generate_thumbnail failed: {error}")
             check(pixbuf is not None and pixbuf.get_width() > 1, f"{label}: got a failure entry")
+            check(os.listdir(scratch) == [], f"{label}: the thumbnailer left {os.listdir(scratch)} in its sandbox")
             sandboxed = pixbuf_reader(pixbuf)
             check_picture(label, sandboxed, manifest, size)
 
