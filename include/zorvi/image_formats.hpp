@@ -1,0 +1,92 @@
+// What kind of image a byte string holds, judged by its leading bytes alone, and the image map that
+// pairs each image item of a board with the bytes to show and their MIME type.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "zorvi/board_bundle.hpp"
+#include "zorvi/document.hpp"
+
+namespace zorvi {
+
+// The formats a board accepts.
+enum class ImageFormat { jpeg, png, webp, avif };
+
+inline constexpr std::array<ImageFormat, 4> allImageFormats{ImageFormat::jpeg, ImageFormat::png,
+                                                            ImageFormat::webp, ImageFormat::avif};
+
+// The stored string: "jpeg", "png", "webp", "avif".
+std::string_view rawValue(ImageFormat format);
+// The exact, case-sensitive reverse of rawValue.
+std::optional<ImageFormat> parseImageFormat(std::string_view raw);
+// "image/jpeg", "image/png", "image/webp", "image/avif".
+std::string_view mimeType(ImageFormat format);
+// "jpg", "png", "webp", "avif".
+std::string_view fileExtension(ImageFormat format);
+// "jpg" or "jpeg", "png", "webp", "avif" in any letter case; nothing for any other extension or "".
+std::optional<ImageFormat> imageFormatFromFileExtension(std::string_view extension);
+
+// The verdict on some bytes: an accepted format, a recognised format that boards do not take (with its
+// display name), or nothing recognised.
+class DetectedFormat {
+ public:
+  enum class Case { accepted, rejected, unknown };
+
+  static DetectedFormat accepted(ImageFormat format) { return {Case::accepted, format, {}}; }
+  // name: "GIF", "TIFF", "JPEG XL", "BMP" or "HEIC".
+  static DetectedFormat rejected(std::string name) { return {Case::rejected, {}, std::move(name)}; }
+  static DetectedFormat unknown() { return {Case::unknown, {}, {}}; }
+
+  Case kind() const { return kind_; }
+  // The format of an accepted verdict; nothing otherwise.
+  std::optional<ImageFormat> acceptedFormat() const {
+    return kind_ == Case::accepted ? std::optional(format_) : std::nullopt;
+  }
+  // The display name of a rejected verdict; empty otherwise.
+  const std::string& rejectedName() const { return name_; }
+
+  // Same case and equal payload.
+  bool operator==(const DetectedFormat&) const = default;
+
+ private:
+  DetectedFormat(Case kind, ImageFormat format, std::string name)
+      : kind_(kind), format_(format), name_(std::move(name)) {}
+
+  Case kind_;
+  ImageFormat format_;
+  std::string name_;
+};
+
+namespace ImageFormatDetector {
+// Sniffs the leading bytes: reads at most the first 16, and 64 for an ISO base media ("ftyp") file.
+DetectedFormat identify(std::span<const std::uint8_t> bytes);
+// The format when identify accepts the bytes; nothing when it rejects them or knows nothing.
+std::optional<ImageFormat> detect(std::span<const std::uint8_t> bytes);
+}  // namespace ImageFormatDetector
+
+// Image bytes ready to inline or decode, unchanged from the board file.
+struct EmbeddedImage {
+  Bytes data;
+  std::string mime;
+  bool operator==(const EmbeddedImage&) const = default;
+};
+
+// Item id to the bytes to show for that image item.
+using ImageMap = std::unordered_map<Uuid, EmbeddedImage>;
+
+namespace HTMLExporter {
+// For each image item naming both an image and a thumbnail: the full image's bytes, else the
+// thumbnail's, else no entry. The MIME type comes from the bytes when they are an accepted format,
+// else from the entry's file extension, else "application/octet-stream". A later item of the same
+// id replaces an earlier one.
+ImageMap fullResolutionImages(const BoardBundle& bundle);
+}  // namespace HTMLExporter
+
+}  // namespace zorvi

@@ -1,0 +1,42 @@
+#include "zorvi/image_formats.hpp"
+
+namespace zorvi::HTMLExporter {
+namespace {
+
+// The text after the last "." of the last path component; "" when there is none.
+std::string_view fileExtensionOf(std::string_view path) {
+  const auto slash = path.rfind('/');
+  const std::string_view name = slash == std::string_view::npos ? path : path.substr(slash + 1);
+  const auto dot = name.rfind('.');
+  return dot == std::string_view::npos ? std::string_view{} : name.substr(dot + 1);
+}
+
+std::string_view mimeTypeOf(std::span<const std::uint8_t> bytes, std::string_view name) {
+  if (const auto format = ImageFormatDetector::detect(bytes)) return mimeType(*format);
+  // The name speaks only for bytes that are not an accepted format, so a GIF saved as photo.jpg is
+  // labelled image/jpeg: the consumer's decoder, not this label, has the last word.
+  if (const auto format = imageFormatFromFileExtension(fileExtensionOf(name))) return mimeType(*format);
+  return "application/octet-stream";
+}
+
+}  // namespace
+
+ImageMap fullResolutionImages(const BoardBundle& bundle) {
+  ImageMap images;
+  for (const CanvasItem& item : bundle.manifest.items) {
+    if (item.type != CanvasItem::Type::image || !item.image || !item.thumbnail) continue;
+    const Bytes* bytes = nullptr;
+    const std::string* name = nullptr;
+    if (const auto full = bundle.images.find(*item.image); full != bundle.images.end()) {
+      bytes = &full->second, name = &full->first;
+    } else if (const auto small = bundle.thumbnails.find(*item.thumbnail); small != bundle.thumbnails.end()) {
+      bytes = &small->second, name = &small->first;
+    } else {
+      continue;
+    }
+    images.insert_or_assign(item.id, EmbeddedImage{*bytes, std::string(mimeTypeOf(*bytes, *name))});
+  }
+  return images;
+}
+
+}  // namespace zorvi::HTMLExporter

@@ -1,0 +1,437 @@
+#include <rapidjson/document.h>
+#include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <string>
+
+#include "zorvi/manifest_coding.hpp"
+
+namespace zorvi::ManifestCoder {
+namespace {
+
+using rapidjson::SizeType;
+using Value = rapidjson::Value;
+
+// Full precision so that every double written by the encoder reads back to the same bits.
+constexpr unsigned kParseFlags = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag;
+
+// The parser recurses once per level; a bound keeps hostile nesting from exhausting the stack.
+constexpr int kMaxDepth = 512;
+
+std::string decimal(std::uint64_t value) {
+  char buffer[24];
+  return std::string(buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr);
+}
+
+// Where a value sits in the document. Only a failure turns it into text, so the happy path pays
+// for a few pointers per level and nothing else.
+struct Path {
+  const Path* parent = nullptr;
+  std::string_view key;  // empty for an array element
+  std::size_t index = 0;
+};
+
+void appendPath(std::string& out, const Path& path) {
+  if (!path.parent) return;
+  appendPath(out, *path.parent);
+  if (path.key.empty()) {
+    out += '[' + decimal(path.index) + ']';
+  } else {
+    if (!out.empty()) out += '.';
+    out += path.key;
+  }
+}
+
+[[noreturn]] void fail(const Path& at, std::string_view problem) {
+  std::string message;
+  appendPath(message, at);
+  if (message.empty()) message = "manifest";
+  message += ": ";
+  message += problem;
+  throw ManifestDecodingError(message);
+}
+
+std::string_view typeName(const Value& value) {
+  switch (value.GetType()) {
+    case rapidjson::kNullType: return "null";
+    case rapidjson::kFalseType:
+    case rapidjson::kTrueType: return "a boolean";
+    case rapidjson::kObjectType: return "an object";
+    case rapidjson::kArrayType: return "an array";
+    case rapidjson::kStringType: return "a string";
+    case rapidjson::kNumberType: return "a number";
+  }
+  return "an unknown value";
+}
+
+[[noreturn]] void failType(const Path& at, std::string_view expected, const Value& found) {
+  fail(at, "expected " + std::string(expected) + ", found " + std::string(typeName(found)));
+}
+
+std::string_view view(const Value& string) { return {string.GetString(), string.GetStringLength()}; }
+
+double asNumber(const Value& value, const Path& at) {
+  if (!value.IsNumber()) failType(at, "a number", value);
+  return value.GetDouble();
+}
+
+// RapidJSON keeps a number with a fraction or an exponent as a double even when its value is
+// whole, so IsInt64 is exactly "written as an integer that fits 64 signed bits". "-0" arrives as
+// the integer 0.
+std::int64_t asInteger(const Value& value, const Path& at) {
+  if (!value.IsInt64()) {
+    if (!value.IsNumber()) failType(at, "an integer", value);
+    fail(at, "expected an integer without fraction or exponent within the signed 64-bit range");
+  }
+  return value.GetInt64();
+}
+
+bool asBoolean(const Value& value, const Path& at) {
+  if (!value.IsBool()) failType(at, "true or false", value);
+  return value.GetBool();
+}
+
+std::string_view asStringView(const Value& value, const Path& at) {
+  if (!value.IsString()) failType(at, "a string", value);
+  return view(value);
+}
+
+std::string asString(const Value& value, const Path& at) { return std::string(asStringView(value, at)); }
+
+Uuid asUuid(const Value& value, const Path& at) {
+  const auto id = Uuid::parse(asStringView(value, at));
+  if (!id) fail(at, "not a UUID of the form XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX");
+  return *id;
+}
+
+Date asDate(const Value& value, const Path& at) {
+  const auto date = parseDate(asStringView(value, at));
+  if (!date) fail(at, "not a date of the form YYYY-MM-DDTHH:MM:SSZ or YYYY-MM-DDTHH:MM:SS+hh:mm");
+  return *date;
+}
+
+template <typename Enum>
+Enum asEnum(const Value& value, const Path& at, std::optional<Enum> (*parse)(std::string_view),
+            std::string_view allowed) {
+  const auto parsed = parse(asStringView(value, at));
+  if (!parsed) fail(at, "expected one of " + std::string(allowed));
+  return *parsed;
+}
+
+// The known members of one JSON object, gathered in a single pass over it. A repeated key keeps
+// its last value, and null counts as missing.
+template <std::size_t N>
+class Record {
+ public:
+  Record(const Value& object, const Path& at, const std::array<std::string_view, N>& keys)
+      : keys_(keys), at_(at) {
+    if (!object.IsObject()) failType(at, "an object", object);
+    for (const auto& member : object.GetObject()) {
+      const std::string_view name = view(member.name);
+      for (std::size_t i = 0; i < N; ++i) {
+        if (keys[i] == name) {
+          values_[i] = member.value.IsNull() ? nullptr : &member.value;
+          break;
+        }
+      }
+    }
+  }
+
+  // The value under key; nullptr when it is missing or null.
+  const Value* find(std::string_view key) const { return values_[slot(key)]; }
+
+  Path pathOf(std::string_view key) const { return Path{&at_, key}; }
+
+  const Value& required(std::string_view key) const {
+    const Value* value = find(key);
+    if (!value) fail(pathOf(key), "required key is missing");
+    return *value;
+  }
+
+  // Applies convert to the value under key, or gives fallback when it is missing or null.
+  template <typename Convert, typename T>
+  auto orDefault(std::string_view key, Convert convert, T fallback) const {
+    const Value* value = find(key);
+    return value ? convert(*value, pathOf(key)) : fallback;
+  }
+
+  template <typename Convert>
+  auto get(std::string_view key, Convert convert) const {
+    return convert(required(key), pathOf(key));
+  }
+
+  template <typename Convert>
+  auto optional(std::string_view key, Convert convert) const {
+    const Value* value = find(key);
+    using Result = decltype(convert(*value, pathOf(key)));
+    return value ? std::optional<Result>(convert(*value, pathOf(key))) : std::nullopt;
+  }
+
+ private:
+  std::size_t slot(std::string_view key) const {
+    std::size_t i = 0;
+    while (keys_[i] != key) ++i;  // keys name only fields of this record
+    return i;
+  }
+
+  const std::array<std::string_view, N>& keys_;
+  const Path& at_;
+  std::array<const Value*, N> values_{};
+};
+
+// Key lists in field order, which is also the order in which faults are reported.
+constexpr std::array<std::string_view, 4> kFrameKeys{"x", "y", "width", "height"};
+constexpr std::array<std::string_view, 2> kPixelSizeKeys{"width", "height"};
+constexpr std::array<std::string_view, 2> kItemSourceKeys{"url", "addedAt"};
+constexpr std::array<std::string_view, 3> kTextKeys{"content", "color", "fontSize"};
+constexpr std::array<std::string_view, 5> kShapeKeys{"fillColor", "strokeColor", "strokeWidth", "title",
+                                                     "titleFontSize"};
+constexpr std::array<std::string_view, 4> kDrawingKeys{"points", "color", "strokeWidth", "style"};
+constexpr std::array<std::string_view, 2> kPointKeys{"x", "y"};
+constexpr std::array<std::string_view, 15> kItemKeys{
+    "id",      "type",    "image",   "thumbnail", "naturalSize",      "source", "text",  "shape",
+    "drawing", "caption", "captionAlignment",     "frame",            "zIndex", "locked", "groupId"};
+constexpr std::array<std::string_view, 3> kViewportKeys{"offsetX", "offsetY", "zoom"};
+constexpr std::array<std::string_view, 2> kCanvasKeys{"backgroundColor", "lastViewport"};
+constexpr std::array<std::string_view, 6> kHeaderKeys{"title", "client", "model", "date", "location", "notes"};
+constexpr std::array<std::string_view, 2> kPageSetupKeys{"format", "orientation"};
+constexpr std::array<std::string_view, 7> kBoardKeys{"id",     "name",      "createdAt", "modifiedAt",
+                                                     "canvas", "pageSetup", "header"};
+constexpr std::array<std::string_view, 3> kManifestKeys{"schemaVersion", "board", "items"};
+
+constexpr std::string_view kDefaultColor = "#111111";
+
+Frame decodeFrame(const Value& value, const Path& at) {
+  const Record r(value, at, kFrameKeys);
+  return {r.get("x", asNumber), r.get("y", asNumber), r.get("width", asNumber), r.get("height", asNumber)};
+}
+
+PixelSize decodePixelSize(const Value& value, const Path& at) {
+  const Record r(value, at, kPixelSizeKeys);
+  return {r.get("width", asInteger), r.get("height", asInteger)};
+}
+
+ItemSource decodeItemSource(const Value& value, const Path& at) {
+  const Record r(value, at, kItemSourceKeys);
+  return {r.optional("url", asString), r.get("addedAt", asDate)};
+}
+
+TextContent decodeText(const Value& value, const Path& at) {
+  const Record r(value, at, kTextKeys);
+  return {r.get("content", asString), r.orDefault("color", asString, std::string(kDefaultColor)),
+          r.orDefault("fontSize", asNumber, 44.0)};
+}
+
+ShapeContent decodeShape(const Value& value, const Path& at) {
+  const Record r(value, at, kShapeKeys);
+  ShapeContent shape;
+  shape.fillColor = r.optional("fillColor", asString);
+  shape.strokeColor = r.optional("strokeColor", asString);
+  shape.strokeWidth = r.orDefault("strokeWidth", asNumber, ShapeContent::defaultStroke);
+  shape.title = r.optional("title", asString);
+  shape.titleFontSize = r.optional("titleFontSize", asNumber);
+  return shape;
+}
+
+DrawingPoint decodePoint(const Value& value, const Path& at) {
+  const Record r(value, at, kPointKeys);
+  return {r.get("x", asNumber), r.get("y", asNumber)};
+}
+
+std::vector<DrawingPoint> decodePoints(const Value& value, const Path& at) {
+  if (!value.IsArray()) failType(at, "an array", value);
+  std::vector<DrawingPoint> points;
+  points.reserve(value.Size());
+  for (SizeType i = 0; i < value.Size(); ++i) points.push_back(decodePoint(value[i], Path{&at, {}, i}));
+  return points;
+}
+
+DrawingContent::LineStyle asLineStyle(const Value& value, const Path& at) {
+  return asEnum(value, at, parseLineStyle, R"("solid", "dashed")");
+}
+
+DrawingContent decodeDrawing(const Value& value, const Path& at) {
+  const Record r(value, at, kDrawingKeys);
+  return {r.get("points", decodePoints), r.orDefault("color", asString, std::string(kDefaultColor)),
+          r.orDefault("strokeWidth", asNumber, 3.0),
+          r.orDefault("style", asLineStyle, DrawingContent::LineStyle::solid)};
+}
+
+CanvasItem::Type asItemType(const Value& value, const Path& at) {
+  return asEnum(value, at, parseItemType, R"("image", "text", "shape", "drawing")");
+}
+
+CaptionAlignment asCaptionAlignment(const Value& value, const Path& at) {
+  return asEnum(value, at, parseCaptionAlignment, R"("leading", "center", "trailing")");
+}
+
+CanvasItem decodeItem(const Value& value, const Path& at) {
+  const Record r(value, at, kItemKeys);
+  CanvasItem item;
+  item.id = r.get("id", asUuid);
+  item.type = r.orDefault("type", asItemType, CanvasItem::Type::image);
+  item.image = r.optional("image", asString);
+  item.thumbnail = r.optional("thumbnail", asString);
+  item.naturalSize = r.optional("naturalSize", decodePixelSize);
+  item.source = r.optional("source", decodeItemSource);
+  item.text = r.optional("text", decodeText);
+  item.shape = r.optional("shape", decodeShape);
+  item.drawing = r.optional("drawing", decodeDrawing);
+  item.caption = r.optional("caption", asString);
+  item.captionAlignment = r.optional("captionAlignment", asCaptionAlignment);
+  item.frame = r.get("frame", decodeFrame);
+  item.zIndex = r.orDefault("zIndex", asInteger, std::int64_t{0});
+  item.locked = r.orDefault("locked", asBoolean, false);
+  item.groupId = r.optional("groupId", asUuid);
+  return item;
+}
+
+std::vector<CanvasItem> decodeItems(const Value& value, const Path& at) {
+  if (!value.IsArray()) failType(at, "an array", value);
+  std::vector<CanvasItem> items;
+  items.reserve(value.Size());
+  for (SizeType i = 0; i < value.Size(); ++i) items.push_back(decodeItem(value[i], Path{&at, {}, i}));
+  return items;
+}
+
+Viewport decodeViewport(const Value& value, const Path& at) {
+  const Record r(value, at, kViewportKeys);
+  return {r.get("offsetX", asNumber), r.get("offsetY", asNumber), r.get("zoom", asNumber)};
+}
+
+Canvas decodeCanvas(const Value& value, const Path& at) {
+  const Record r(value, at, kCanvasKeys);
+  return {r.get("backgroundColor", asString), r.get("lastViewport", decodeViewport)};
+}
+
+BoardHeader decodeHeader(const Value& value, const Path& at) {
+  const Record r(value, at, kHeaderKeys);
+  return {r.optional("title", asString),    r.optional("client", asString),
+          r.optional("model", asString),    r.optional("date", asString),
+          r.optional("location", asString), r.optional("notes", asString)};
+}
+
+// Lenient by design: a page setup from a newer application must not make the board unreadable,
+// so an unknown string falls back; a value that is not a string at all is still an error.
+PageSetup decodePageSetup(const Value& value, const Path& at) {
+  const Record r(value, at, kPageSetupKeys);
+  PageSetup setup;
+  if (const Value* format = r.find("format")) {
+    setup.format = parsePageFormat(asStringView(*format, r.pathOf("format"))).value_or(PageFormat::a4);
+  }
+  if (const Value* orientation = r.find("orientation")) {
+    if (asStringView(*orientation, r.pathOf("orientation")) == "landscape") {
+      setup.orientation = PageOrientation::landscape;
+    }
+  }
+  return setup;
+}
+
+Board decodeBoard(const Value& value, const Path& at) {
+  const Record r(value, at, kBoardKeys);
+  return {r.get("id", asUuid),           r.get("name", asString),
+          r.get("createdAt", asDate),    r.get("modifiedAt", asDate),
+          r.get("canvas", decodeCanvas), r.optional("pageSetup", decodePageSetup),
+          r.optional("header", decodeHeader)};
+}
+
+Manifest decodeManifest(const Value& value) {
+  const Path root;
+  const Record r(value, root, kManifestKeys);
+  return {r.get("schemaVersion", asInteger), r.get("board", decodeBoard), r.get("items", decodeItems)};
+}
+
+// RapidJSON encodes an escaped lone low surrogate ("\uDC00") as the three bytes ED B0 80, which
+// are not UTF-8. Raw input is validated already, so ED followed by A0-BF can only come from there.
+bool holdsSurrogate(const char* text, SizeType length) {
+  const char* end = text + length;
+  for (const char* p = text; (p = static_cast<const char*>(std::memchr(p, 0xED, end - p))); ++p) {
+    if (end - p > 1 && static_cast<unsigned char>(p[1]) >= 0xA0) return true;
+  }
+  return false;
+}
+
+// Forwards parse events to the document, refusing what the parser itself lets through: nesting
+// deep enough to exhaust the stack, and escaped lone surrogates.
+class CheckedHandler {
+ public:
+  explicit CheckedHandler(rapidjson::Document& document) : document_(document) {}
+
+  bool Null() { return document_.Null(); }
+  bool Bool(bool b) { return document_.Bool(b); }
+  bool Int(int i) { return document_.Int(i); }
+  bool Uint(unsigned u) { return document_.Uint(u); }
+  bool Int64(std::int64_t i) { return document_.Int64(i); }
+  bool Uint64(std::uint64_t u) { return document_.Uint64(u); }
+  bool Double(double d) { return document_.Double(d); }
+  bool RawNumber(const char* s, SizeType n, bool copy) { return document_.RawNumber(s, n, copy); }
+  bool String(const char* s, SizeType n, bool copy) { return checkText(s, n) && document_.String(s, n, copy); }
+  bool Key(const char* s, SizeType n, bool copy) { return checkText(s, n) && document_.Key(s, n, copy); }
+  bool StartObject() { return enter() && document_.StartObject(); }
+  bool EndObject(SizeType members) {
+    --depth_;
+    return document_.EndObject(members);
+  }
+  bool StartArray() { return enter() && document_.StartArray(); }
+  bool EndArray(SizeType elements) {
+    --depth_;
+    return document_.EndArray(elements);
+  }
+
+  // Why the handler stopped the parse, if it did.
+  std::string_view refusal() const { return refusal_; }
+
+ private:
+  bool enter() {
+    if (++depth_ <= kMaxDepth) return true;
+    refusal_ = "nested deeper than 512 levels";
+    return false;
+  }
+
+  bool checkText(const char* s, SizeType n) {
+    if (!holdsSurrogate(s, n)) return true;
+    refusal_ = "escaped lone surrogate in a string";
+    return false;
+  }
+
+  rapidjson::Document& document_;
+  int depth_ = 0;
+  std::string_view refusal_;
+};
+
+[[noreturn]] void failSyntax(std::string_view problem, std::size_t offset) {
+  throw ManifestDecodingError("invalid JSON at byte " + decimal(offset) + ": " + std::string(problem));
+}
+
+}  // namespace
+
+Manifest decode(std::string_view json) {
+  // The parser reads a NUL byte as the end of its input; a raw NUL is never valid JSON anyway.
+  if (const void* nul = std::memchr(json.data(), 0, json.size())) {
+    failSyntax("NUL byte", static_cast<std::size_t>(static_cast<const char*>(nul) - json.data()));
+  }
+
+  rapidjson::Document document;
+  rapidjson::MemoryStream stream(json.data(), json.size());
+  rapidjson::Reader reader;
+  CheckedHandler handler(document);
+  auto generate = [&](rapidjson::Document&) {
+    return !reader.Parse<kParseFlags>(stream, handler).IsError();
+  };
+  document.Populate(generate);
+  if (reader.HasParseError()) {
+    if (!handler.refusal().empty()) failSyntax(handler.refusal(), reader.GetErrorOffset());
+    failSyntax(rapidjson::GetParseError_En(reader.GetParseErrorCode()), reader.GetErrorOffset());
+  }
+  return decodeManifest(document);
+}
+
+Manifest decode(std::span<const std::uint8_t> bytes) {
+  return decode(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+}
+
+}  // namespace zorvi::ManifestCoder
