@@ -5,13 +5,41 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "export/html_text.hpp"
+#include "support/html_golden.hpp"
 
 namespace zorvi {
 namespace {
+
+using Placed = BoardLayout::PlacedItem;
+
+Uuid uuid(std::uint8_t n) {
+  Uuid id;
+  id.bytes[15] = n;
+  return id;
+}
+
+CanvasItem textItem(Frame frame, std::int64_t z, TextContent text) {
+  return CanvasItem(uuid(1), std::move(text), frame, z, false, std::nullopt);
+}
+
+CanvasItem shapeItem(Frame frame, std::int64_t z, ShapeContent shape) {
+  return CanvasItem(uuid(2), std::move(shape), frame, z, false, std::nullopt);
+}
+
+CanvasItem drawingItem(Frame frame, DrawingContent drawing) {
+  return CanvasItem(uuid(3), std::move(drawing), frame, 0, false, std::nullopt);
+}
+
+CanvasItem imageItem(Uuid id, Frame frame, std::optional<std::string> caption = std::nullopt,
+                     std::optional<CaptionAlignment> alignment = std::nullopt) {
+  return CanvasItem(id, "images/" + id.string() + ".png", "thumbnails/" + id.string() + ".png", frame, 0,
+                    PixelSize{4, 4}, ItemSource{}, std::move(caption), alignment, false, std::nullopt);
+}
 
 TEST(HTMLExporter, FormatsNumbersToHundredths) {
   struct Row {
@@ -142,6 +170,253 @@ TEST(HTMLExporter, EncodesBase64WithPadding) {
     EXPECT_EQ(out, "x" + std::string(row.out));
     EXPECT_EQ(html::base64Length(row.in.size()), row.out.size());
   }
+}
+
+TEST(HTMLExporter, ChoosesDarkInkUnlessTheBackgroundIsDark) {
+  struct Row {
+    std::string_view background, ink;
+  };
+  const Row rows[] = {
+      {"#1a1a1a", "#FFFFFF"}, {"#ffffff", "#000000"}, {"#808080", "#000000"}, {"#7F7F7F", "#FFFFFF"},
+      {"#000", "#000000"},  // the short form is no colour to the luminance
+      {"red", "#000000"},     {"", "#000000"},        {"  000000\n", "#FFFFFF"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.background);
+    EXPECT_EQ(HTMLExporter::contrastColor(row.background), row.ink);
+  }
+}
+
+TEST(HTMLExporter, WritesTextElementsWithTheirOwnStyle) {
+  struct Row {
+    const char* name;
+    CanvasItem item;
+    std::optional<std::string> element;
+  };
+  CanvasItem noContent = textItem({}, 0, {});
+  noContent.text.reset();
+  const std::vector<Row> rows = {
+      {"plain", textItem({40, 12.5, 300, 200}, 3, {"Hello", "", 24}),
+       R"(      <div class="item text" style="left:40px;top:12.5px;width:300px;min-height:200px;z-index:3;font-size:24px;color:#111111;">Hello</div>
+)"},
+      {"coloured, escaped, line break kept", textItem({-1.005, 0.125, 10, 20}, -2, {"a<b>\n&c", " #ABC ", 44.444}),
+       R"(      <div class="item text" style="left:-1px;top:0.13px;width:10px;min-height:20px;z-index:-2;font-size:44.44px;color:#ABC;">a&lt;b&gt;
+&amp;c</div>
+)"},
+      {"no text content", noContent, std::nullopt},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(HTMLExporter::renderedElement(Placed(row.item, row.item.frame, std::nullopt), {}), row.element);
+  }
+}
+
+TEST(HTMLExporter, WritesShapesWithValidColoursOnly) {
+  struct Row {
+    const char* name;
+    ShapeContent shape;
+    std::string element;
+  };
+  const std::vector<Row> rows = {
+      {"fill and stroke", {"#FF0000", "#000", 2, std::nullopt, std::nullopt},
+       R"(      <div class="item" style="left:0px;top:0px;width:100px;height:50px;z-index:0;background:#FF0000;border:2px solid #000;"></div>
+)"},
+      {"invalid colours leave an empty box", {"red", "#12345", 2, std::nullopt, std::nullopt},
+       R"(      <div class="item" style="left:0px;top:0px;width:100px;height:50px;z-index:0;"></div>
+)"},
+      {"stroke only", {std::nullopt, " #abcdef", 1.5, std::nullopt, std::nullopt},
+       R"(      <div class="item" style="left:0px;top:0px;width:100px;height:50px;z-index:0;border:1.5px solid #abcdef;"></div>
+)"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const CanvasItem item = shapeItem({0, 0, 100, 50}, 0, row.shape);
+    EXPECT_EQ(HTMLExporter::renderedElement(Placed(item, item.frame, std::nullopt), {}), row.element);
+  }
+}
+
+TEST(HTMLExporter, WritesDrawingsAsInlineSvgScaledToTheirFrame) {
+  struct Row {
+    const char* name;
+    DrawingContent drawing;
+    std::optional<std::string> element;
+  };
+  const std::vector<Row> rows = {
+      {"dashed", {{{0, 0}, {0.5, 1}, {1, 0.25}}, "#111111", 4, DrawingContent::LineStyle::dashed},
+       R"(      <div class="item drawing" style="left:5px;top:6px;width:200px;height:100px;z-index:0;"><svg viewBox="0 0 200 100" preserveAspectRatio="none" xmlns="http://www.w3.org/2000/svg"><polyline points="0,0 100,100 200,25" fill="none" stroke="#111111" stroke-width="4" stroke-linecap="round" stroke-linejoin="round" stroke-dasharray="12 8"/></svg></div>
+)"},
+      {"solid, invalid colour, fractional", {{{0.3333, 0.001}, {-0.1, 1.2}}, "blue", 2.5, DrawingContent::LineStyle::solid},
+       R"(      <div class="item drawing" style="left:5px;top:6px;width:200px;height:100px;z-index:0;"><svg viewBox="0 0 200 100" preserveAspectRatio="none" xmlns="http://www.w3.org/2000/svg"><polyline points="66.66,0.1 -20,120" fill="none" stroke="#111111" stroke-width="2.5" stroke-linecap="round" stroke-linejoin="round"/></svg></div>
+)"},
+      {"dashed width 2.5", {{{0, 0}, {1, 1}}, "#0f0", 2.5, DrawingContent::LineStyle::dashed},
+       R"(      <div class="item drawing" style="left:5px;top:6px;width:200px;height:100px;z-index:0;"><svg viewBox="0 0 200 100" preserveAspectRatio="none" xmlns="http://www.w3.org/2000/svg"><polyline points="0,0 200,100" fill="none" stroke="#0f0" stroke-width="2.5" stroke-linecap="round" stroke-linejoin="round" stroke-dasharray="7.5 5"/></svg></div>
+)"},
+      {"one point", {{{0.5, 0.5}}, "#111111", 4, DrawingContent::LineStyle::solid}, std::nullopt},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const CanvasItem item = drawingItem({5, 6, 200, 100}, row.drawing);
+    EXPECT_EQ(HTMLExporter::renderedElement(Placed(item, item.frame, std::nullopt), {}), row.element);
+  }
+}
+
+TEST(HTMLExporter, InlinesImagesAsDataUrisWhenTheMapHasThem) {
+  const CanvasItem item = imageItem(uuid(7), {1, 2, 30, 40});
+  const Placed placed(item, item.frame, std::nullopt);
+  const ImageMap images{{uuid(7), EmbeddedImage{{'f', 'o', 'o', 'b'}, "image/png"}}};
+  EXPECT_EQ(HTMLExporter::renderedElement(placed, images),
+            R"(      <div class="item" style="left:1px;top:2px;width:30px;height:40px;z-index:0;"><img src="data:image/png;base64,Zm9vYg==" alt=""></div>
+)");
+  EXPECT_EQ(HTMLExporter::renderedElement(placed, {}), std::nullopt);
+  const ImageMap others{{uuid(8), EmbeddedImage{{1}, "image/png"}}};
+  EXPECT_EQ(HTMLExporter::renderedElement(placed, others), std::nullopt);
+}
+
+TEST(HTMLExporter, WritesSectionTitlesThatFitInsideTheirShape) {
+  struct Row {
+    const char* name;
+    Frame frame;
+    ShapeContent shape;
+    std::string_view background;
+    std::optional<std::string> element;
+  };
+  const std::vector<Row> rows = {
+      {"dark fill gives light ink", {10, 20, 200, 100}, {"#1a1a1a", std::nullopt, 1, "Q1 <goals>", 44}, "#ffffff",
+       R"(      <div class="item title" style="left:20px;top:30px;width:180px;z-index:4;font-size:44px;color:#FFFFFF;">Q1 &lt;goals&gt;</div>
+)"},
+      {"unparsable fill decides, not the background", {0, 0, 21, 50}, {"red", std::nullopt, 1, " x ", std::nullopt},
+       "#000000",
+       R"(      <div class="item title" style="left:10px;top:10px;width:1px;z-index:4;font-size:28px;color:#000000;"> x </div>
+)"},
+      {"no fill: the background decides", {0, 0, 100, 50}, {std::nullopt, std::nullopt, 1, "T", 20}, "#000000",
+       R"(      <div class="item title" style="left:10px;top:10px;width:80px;z-index:4;font-size:20px;color:#FFFFFF;">T</div>
+)"},
+      {"too narrow", {0, 0, 20, 50}, {"#fff", std::nullopt, 1, "T", std::nullopt}, "#fff", std::nullopt},
+      {"blank title", {0, 0, 100, 50}, {"#fff", std::nullopt, 1, " \n ", std::nullopt}, "#fff", std::nullopt},
+      {"no title", {0, 0, 100, 50}, {"#fff", std::nullopt, 1, std::nullopt, std::nullopt}, "#fff", std::nullopt},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const CanvasItem item = shapeItem(row.frame, 4, row.shape);
+    EXPECT_EQ(HTMLExporter::sectionTitleElement(Placed(item, item.frame, std::nullopt), row.background),
+              row.element);
+  }
+  CanvasItem text = textItem({0, 0, 100, 50}, 0, {"T", "", 24});
+  text.shape = ShapeContent{"#fff", std::nullopt, 1, "T", std::nullopt};
+  EXPECT_EQ(HTMLExporter::sectionTitleElement(Placed(text, text.frame, std::nullopt), "#fff"), std::nullopt);
+}
+
+TEST(HTMLExporter, WritesCaptionsUnderTheirImageWithTheirAlignment) {
+  struct Row {
+    const char* name;
+    std::optional<std::string> caption;
+    std::optional<CaptionAlignment> alignment;
+    std::optional<Frame> captionFrame;
+    std::optional<std::string> element;
+  };
+  const Frame below{0, 56, 100, 22.5};
+  const std::vector<Row> rows = {
+      {"absent alignment", "A & B", std::nullopt, below,
+       R"(      <div class="item caption" style="left:0px;top:56px;width:100px;min-height:22.5px;z-index:0;font-size:18px;font-style:italic;text-align:left;color:#FFFFFF;">A &amp; B</div>
+)"},
+      {"leading", "a", CaptionAlignment::leading, below,
+       R"(      <div class="item caption" style="left:0px;top:56px;width:100px;min-height:22.5px;z-index:0;font-size:18px;font-style:italic;text-align:left;color:#FFFFFF;">a</div>
+)"},
+      {"center", "a", CaptionAlignment::center, below,
+       R"(      <div class="item caption" style="left:0px;top:56px;width:100px;min-height:22.5px;z-index:0;font-size:18px;font-style:italic;text-align:center;color:#FFFFFF;">a</div>
+)"},
+      {"trailing", "  ", CaptionAlignment::trailing, below,
+       R"(      <div class="item caption" style="left:0px;top:56px;width:100px;min-height:22.5px;z-index:0;font-size:18px;font-style:italic;text-align:right;color:#FFFFFF;">  </div>
+)"},
+      {"empty caption", "", CaptionAlignment::center, below, std::nullopt},
+      {"no caption", std::nullopt, CaptionAlignment::center, below, std::nullopt},
+      {"no caption frame", "a", CaptionAlignment::center, std::nullopt, std::nullopt},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const CanvasItem item = imageItem(uuid(9), {0, 0, 100, 50}, row.caption, row.alignment);
+    EXPECT_EQ(HTMLExporter::captionElement(Placed(item, item.frame, row.captionFrame), "#FFFFFF"), row.element);
+  }
+}
+
+// A few bytes with the PNG signature: enough for a data URI and for recognising the format.
+const Bytes kPngBytes{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 0, 0, 0, 13, 'I', 'H', 'D', 'R'};
+
+BoardBundle boardNamed(std::string name, std::string background, std::vector<CanvasItem> items) {
+  BoardBundle bundle;
+  bundle.manifest.board.name = std::move(name);
+  bundle.manifest.board.canvas.backgroundColor = std::move(background);
+  bundle.manifest.items = std::move(items);
+  return bundle;
+}
+
+BoardBundle eachKindBoard() {
+  DrawingContent line{{{0, 0}, {0.5, 1}, {1, 0}}, "#e63946", 6, DrawingContent::LineStyle::dashed};
+  return boardNamed("Tom & Jerry's <plan>", "#fafafa",
+                    {imageItem(uuid(1), {0, 0, 120, 80}),
+                     CanvasItem(uuid(2), TextContent{"Hello\nworld", "#333333", 24}, {140, 0, 200, 60}, 1, false,
+                                std::nullopt),
+                     CanvasItem(uuid(3), ShapeContent{"#1a1a1a", "#ffffff", 3, "Moodboard", std::nullopt},
+                                {0, 100, 300, 150}, -1, false, std::nullopt),
+                     CanvasItem(uuid(4), line, {320, 100, 100, 100}, 2, false, std::nullopt)});
+}
+
+TEST(HTMLExporter, SinglePageDocumentsMatchTheirGoldenFiles) {
+  const ImageMap eachKindImages{{uuid(1), EmbeddedImage{kPngBytes, "image/png"}}};
+
+  BoardBundle captions = boardNamed("Captions", "  #202020 ",
+                                    {imageItem(uuid(1), {0, 0, 160, 90}, "Leading line", CaptionAlignment::leading),
+                                     imageItem(uuid(2), {180, 0, 160, 90}, "Centred", CaptionAlignment::center),
+                                     imageItem(uuid(3), {360, 0, 160, 90}, "Trailing", CaptionAlignment::trailing),
+                                     imageItem(uuid(4), {540, 0, 160, 90}, "No picture, caption stays")});
+  const ImageMap captionImages{{uuid(1), EmbeddedImage{kPngBytes, "image/png"}},
+                               {uuid(2), EmbeddedImage{kPngBytes, "image/png"}},
+                               {uuid(3), EmbeddedImage{{0xFF, 0xD8, 0xFF, 0xE0}, "image/jpeg"}}};
+  const CaptionHeights heights{{uuid(1), 20.7}, {uuid(2), 20.7}, {uuid(3), 41.4}, {uuid(4), 20.7}};
+
+  testing::expectMatchesGolden("empty", HTMLExporter::exportBoard(boardNamed("", "", {}), {}, {}));
+  testing::expectMatchesGolden("each_kind", HTMLExporter::exportBoard(eachKindBoard(), eachKindImages, {}));
+  testing::expectMatchesGolden("captions", HTMLExporter::exportBoard(captions, captionImages, heights));
+}
+
+TEST(HTMLExporter, SinglePageDocumentTakesThePicturesOfTheBundle) {
+  // Reading pictures straight from the bundle must give what the board's image map gives.
+  const Bytes gif{'G', 'I', 'F', '8', '9', 'a', 1, 0};
+  const Bytes unknown{1, 2, 3, 4, 5};
+  struct Row {
+    const char* name;
+    std::map<std::string, Bytes> images, thumbnails;
+  };
+  const std::string full = "images/" + uuid(1).string() + ".png";
+  const std::string small = "thumbnails/" + uuid(1).string() + ".png";
+  const std::vector<Row> rows = {
+      {"full image", {{full, kPngBytes}}, {{small, {0xFF, 0xD8, 0xFF, 0xE0}}}},
+      {"thumbnail only", {}, {{small, {0xFF, 0xD8, 0xFF, 0xE0}}}},
+      {"rejected bytes named by extension", {{full, gif}}, {}},
+      {"unknown bytes", {{full, unknown}}, {}},
+      {"nothing", {}, {}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    BoardBundle bundle = eachKindBoard();
+    bundle.images = row.images;
+    bundle.thumbnails = row.thumbnails;
+    CanvasItem unnamed = imageItem(uuid(6), {0, 300, 10, 10});
+    unnamed.thumbnail.reset();
+    bundle.images["images/" + uuid(6).string() + ".png"] = kPngBytes;
+    bundle.manifest.items.push_back(unnamed);
+    EXPECT_EQ(HTMLExporter::exportBoard(bundle, {}),
+              HTMLExporter::exportBoard(bundle, HTMLExporter::fullResolutionImages(bundle), {}));
+  }
+}
+
+TEST(HTMLExporter, EmptyBoardHasAnEmptyContainerAndAWhitePage) {
+  const std::string html = HTMLExporter::exportBoard(boardNamed("a", "1a1a1a", {}), {}, {});
+  EXPECT_NE(html.find("    body { background: #FFFFFF; }\n    .board { position: relative; width: 0px; height: 0px; "
+                      "margin: 0 auto; }\n"),
+            std::string::npos);
+  EXPECT_NE(html.find("  <div class=\"board\">\n  </div>\n</body>\n</html>\n"), std::string::npos);
+  EXPECT_EQ(html.rfind("<!DOCTYPE html>\n<html lang=\"de\">\n<head>\n", 0), 0u);
 }
 
 }  // namespace

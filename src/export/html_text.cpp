@@ -2,6 +2,7 @@
 
 #include <utf8proc.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -160,27 +161,33 @@ std::optional<std::string_view> validColorView(std::string_view text) {
 }
 
 void appendBase64(std::string& out, std::span<const std::uint8_t> bytes) {
-  const std::size_t start = out.size();
-  out.resize(start + base64Length(bytes.size()));
-  char* dst = out.data() + start;
+  out.reserve(out.size() + base64Length(bytes.size()));
+  // Encoding into a small buffer that stays in cache, then appending, writes the output once;
+  // resizing first would also zero-fill it.
+  constexpr std::size_t kChunkBytes = 6144;
+  char chunk[kChunkBytes / 3 * 4];
   const std::uint8_t* src = bytes.data();
   const std::uint8_t* const whole = src + bytes.size() / 3 * 3;
-  for (; src != whole; src += 3, dst += 4) {
-    const std::uint32_t v = std::uint32_t{src[0]} << 16 | std::uint32_t{src[1]} << 8 | src[2];
-    const char* hi = &kPairs[(v >> 12) * 2];
-    const char* lo = &kPairs[(v & 0xFFF) * 2];
-    dst[0] = hi[0];
-    dst[1] = hi[1];
-    dst[2] = lo[0];
-    dst[3] = lo[1];
+  while (src != whole) {
+    const std::uint8_t* const stop = src + std::min<std::size_t>(kChunkBytes, static_cast<std::size_t>(whole - src));
+    char* dst = chunk;
+    for (; src != stop; src += 3, dst += 4) {
+      const std::uint32_t v = std::uint32_t{src[0]} << 16 | std::uint32_t{src[1]} << 8 | src[2];
+      const char* hi = &kPairs[(v >> 12) * 2];
+      const char* lo = &kPairs[(v & 0xFFF) * 2];
+      dst[0] = hi[0];
+      dst[1] = hi[1];
+      dst[2] = lo[0];
+      dst[3] = lo[1];
+    }
+    out.append(chunk, dst);
   }
   const std::size_t rest = bytes.size() % 3;
   if (rest != 0) {
     const std::uint32_t v = std::uint32_t{src[0]} << 16 | (rest == 2 ? std::uint32_t{src[1]} << 8 : 0);
-    dst[0] = kAlphabet[v >> 18];
-    dst[1] = kAlphabet[(v >> 12) & 63];
-    dst[2] = rest == 2 ? kAlphabet[(v >> 6) & 63] : '=';
-    dst[3] = '=';
+    const char tail[4] = {kAlphabet[v >> 18], kAlphabet[(v >> 12) & 63], rest == 2 ? kAlphabet[(v >> 6) & 63] : '=',
+                          '='};
+    out.append(tail, 4);
   }
 }
 
