@@ -419,5 +419,145 @@ TEST(HTMLExporter, EmptyBoardHasAnEmptyContainerAndAWhitePage) {
   EXPECT_EQ(html.rfind("<!DOCTYPE html>\n<html lang=\"de\">\n<head>\n", 0), 0u);
 }
 
+std::size_t count(std::string_view text, std::string_view piece) {
+  std::size_t n = 0;
+  for (auto at = text.find(piece); at != std::string_view::npos; at = text.find(piece, at + 1)) ++n;
+  return n;
+}
+
+PageExportChrome chromeWith(bool cover, bool branding, bool margin, std::string sender = "",
+                            std::optional<EmbeddedImage> logo = std::nullopt) {
+  return PageExportChrome{cover, branding, margin, std::move(sender), std::move(logo),
+                          CoverMetaLabels{"Client", "Model", "Date", "Location"}};
+}
+
+std::vector<PageExportPlan::Page> a4Pages(std::size_t n) {
+  std::vector<PageExportPlan::Page> pages;
+  for (std::size_t i = 0; i < n; ++i) {
+    const auto c = static_cast<std::int64_t>(i);
+    pages.push_back({c, c, 0, {909.0 * static_cast<double>(c), 0, 909, 1286}});
+  }
+  return pages;
+}
+
+BoardBundle withHeader(BoardBundle bundle, BoardHeader header) {
+  bundle.manifest.board.header = std::move(header);
+  return bundle;
+}
+
+TEST(HTMLExporter, PagedDocumentPlacesSheetsAndFootersByItsChrome) {
+  const BoardBundle board = boardNamed("b", "#FFFFFF", {shapeItem({100, 100, 50, 50}, 0, {"#FF0000", {}, 0, {}, {}})});
+  const std::string shape =
+      R"(      <div class="item" style="left:100px;top:100px;width:50px;height:50px;z-index:0;background:#FF0000;"></div>
+)";
+  const std::string page = R"(    <div class="page" style="width:909px;height:1286px;background:#FFFFFF;">
+)";
+  struct Row {
+    const char* name;
+    PageExportChrome chrome;
+    std::size_t pages;
+    std::vector<std::string> pieces;  // each must appear, in this order
+    std::vector<std::string> absent;
+  };
+  const std::vector<Row> rows = {
+      {"chrome off", chromeWith(false, false, false), 1,
+       {"    @page { size: 594.98pt 841.75pt; margin: 0; }\n", page + shape + "    </div>\n  </body>\n"},
+       {"class=\"sheet\"", "class=\"footer\""}},
+      {"margin only", chromeWith(false, false, true), 1,
+       {page + R"(      <div class="sheet" style="left:42.78px;top:60.52px;width:909px;height:1286px;transform:scale(0.91);transform-origin:top left;">
+)" + shape + "      </div>\n    </div>\n"},
+       {"class=\"footer\""}},
+      {"margin and branding", chromeWith(false, true, true, " Studio "), 4,
+       {R"(<div class="sheet" style="left:48.6px;top:42.78px;width:909px;height:1286px;transform:scale(0.89);)",
+        "      </div>\n" R"(      <div class="footer" style="left:42.78px;top:1191.28px;width:823.44px;height:51.94px;font-size:13.75px;color:#000000;"><div class="foot-left">Studio</div><div class="foot-right">1 / 4</div></div>
+)",
+        page + R"(      <div class="sheet" style="left:48.6px;top:42.78px;width:909px;height:1286px;transform:scale(0.89);transform-origin:top left;">
+      </div>
+      <div class="footer" style="left:42.78px;top:1191.28px;width:823.44px;height:51.94px;font-size:13.75px;color:#000000;"><div class="foot-left">Studio</div><div class="foot-right">2 / 4</div></div>
+    </div>
+)",
+        "<div class=\"foot-right\">4 / 4</div>"},
+       {}},
+      {"cover wanted but no header", chromeWith(true, false, false), 1,
+       {R"(<div class="sheet" style="left:0px;top:0px;width:909px;height:1286px;transform:scale(1);)"},
+       {"class=\"cover\"", "class=\"footer\""}},
+      {"no header, branding with blank sender", chromeWith(true, true, false, "  \n "), 2,
+       {R"(<div class="foot-left"></div><div class="foot-right">1 / 2</div>)",
+        R"(<div class="foot-left"></div><div class="foot-right">2 / 2</div>)"},
+       {"class=\"cover\""}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const std::string html = HTMLExporter::exportPaged(board, {}, a4Pages(row.pages), {}, row.chrome);
+    std::size_t from = 0;
+    for (const auto& piece : row.pieces) {
+      const auto at = html.find(piece, from);
+      EXPECT_NE(at, std::string::npos) << piece;
+      if (at != std::string::npos) from = at + piece.size();
+    }
+    for (const auto& piece : row.absent) EXPECT_EQ(html.find(piece), std::string::npos) << piece;
+    EXPECT_EQ(count(html, page), row.pages);
+  }
+}
+
+TEST(HTMLExporter, CoverHoldsTitleTableAndNotesWithRulesAfterTitleAndTable) {
+  struct Row {
+    const char* name;
+    BoardHeader header;
+    std::string cover;  // the cover element's content
+  };
+  const std::string rule = R"(<div class="cv-rule" style="margin-top:15.28px;"></div>)";
+  const std::vector<Row> rows = {
+      {"title only", {.title = "  Spring  "}, R"(<div class="cv-title" style="font-size:45.83px;">Spring</div>)" + rule},
+      {"rows without title", {.title = " ", .client = "  ACME  ", .date = "", .location = "Hall 3"},
+       R"(<table class="cv-meta" style="font-size:19.86px;margin-top:15.28px;"><tr><td class="cv-k">Client</td><td class="cv-v">ACME</td></tr><tr><td class="cv-k">Location</td><td class="cv-v">Hall 3</td></tr></table>)" +
+           rule},
+      {"notes only", {.notes = "\n a & b\nc \n"},
+       "<div class=\"cv-notes\" style=\"font-size:16.81px;margin-top:15.28px;\">a &amp; b\nc</div>"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const BoardBundle board = withHeader(boardNamed("c", "#101010", {}), row.header);
+    const std::string html = HTMLExporter::exportPaged(board, {}, a4Pages(2), {}, chromeWith(true, true, false));
+    EXPECT_NE(html.find(R"(    <div class="page" style="width:909px;height:1286px;background:#101010;">
+      <div class="cover" style="left:0px;top:0px;width:909px;height:1234.06px;color:#FFFFFF;">)" +
+                        row.cover + "</div>\n      <div class=\"footer\""),
+              std::string::npos);
+    EXPECT_NE(html.find("<div class=\"foot-right\">1 / 3</div>"), std::string::npos);
+    EXPECT_NE(html.find("<div class=\"foot-right\">3 / 3</div>"), std::string::npos);
+  }
+}
+
+TEST(HTMLExporter, PagedDocumentWithoutPagesIsStillComplete) {
+  const BoardBundle board = withHeader(boardNamed("e", "#fff", {}), {.title = "T"});
+  const std::string bare = HTMLExporter::exportPaged(board, {}, {}, {}, chromeWith(false, true, true));
+  EXPECT_NE(bare.find("    @page { size: 0pt 0pt; margin: 0; }\n"), std::string::npos);
+  EXPECT_NE(bare.find("<body>\n  </body>\n</html>\n"), std::string::npos);
+  const std::string covered = HTMLExporter::exportPaged(board, {}, {}, {}, chromeWith(true, false, false));
+  EXPECT_NE(covered.find("<body>\n    <div class=\"page\" style=\"width:0px;height:0px;background:#fff;\">\n"
+                         "      <div class=\"cover\""),
+            std::string::npos);
+}
+
+TEST(HTMLExporter, PagedDocumentMatchesItsGoldenFile) {
+  // Two tiles side by side with an image straddling them, a cover, footer, margin and logo.
+  BoardBundle board = withHeader(eachKindBoard(), {.title = "Spring collection", .client = "ACME & Co",
+                                                   .model = "  ", .date = "2026-03-01", .location = "Hall 3",
+                                                   .notes = "Bring swatches.\nNo <glitter>."});
+  board.manifest.board.canvas.backgroundColor = "#F4F1EA";
+  board.manifest.items.push_back(imageItem(uuid(5), {850, 300, 120, 80}, "Across the fold", CaptionAlignment::center));
+  const ImageMap images{{uuid(1), EmbeddedImage{kPngBytes, "image/png"}},
+                        {uuid(5), EmbeddedImage{kPngBytes, "image/png"}}};
+  const CaptionHeights heights{{uuid(5), 20.7}};
+  std::vector<Frame> frames;
+  for (const auto& item : board.manifest.items) frames.push_back(BoardLayout::contentFrame(item, heights));
+  const auto pages = PageExportPlan::pages(PageSetup::defaultSetup(), frames);
+  ASSERT_EQ(pages.size(), 2u);
+  const PageExportChrome chrome = chromeWith(true, true, true, " Studio North ", EmbeddedImage{kPngBytes, "image/png"});
+  const std::string html = HTMLExporter::exportPaged(board, images, pages, heights, chrome);
+  testing::expectMatchesGolden("paged_cover", html);
+  EXPECT_EQ(count(html, "Across the fold"), 2u);  // written on both tiles it reaches
+}
+
 }  // namespace
 }  // namespace zorvi

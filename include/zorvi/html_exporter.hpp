@@ -9,6 +9,8 @@
 #include "zorvi/board_bundle.hpp"
 #include "zorvi/board_layout.hpp"
 #include "zorvi/image_formats.hpp"
+#include "zorvi/page_chrome.hpp"
+#include "zorvi/page_export_plan.hpp"
 
 namespace zorvi::HTMLExporter {
 
@@ -19,6 +21,12 @@ std::string exportBoard(const BoardBundle& bundle, const CaptionHeights& caption
 // The board as one self-contained page: world units as CSS pixels, pictures as data URIs,
 // drawings as inline SVG. Items that cannot be drawn are left out; it never fails.
 std::string exportBoard(const BoardBundle& bundle, const ImageMap& images, const CaptionHeights& captionHeights);
+
+// The board as printable pages: an optional cover, then one page per plan entry in list order,
+// each sized as the first entry, with the chrome's margins and footer. It never fails.
+std::string exportPaged(const BoardBundle& bundle, const ImageMap& images,
+                        const std::vector<PageExportPlan::Page>& pages, const CaptionHeights& captionHeights,
+                        const PageExportChrome& chrome);
 
 // The element of one placed item, one line; absent when the item cannot be drawn.
 std::optional<std::string> renderedElement(const BoardLayout::PlacedItem& placed, const ImageMap& images);
