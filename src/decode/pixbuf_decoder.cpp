@@ -1,0 +1,197 @@
+// GIF, TIFF and BMP go through gdk-pixbuf, the desktop's own decoder. Its loaders for these formats
+// decode at full size, so the size each file declares is checked first, and a GIF is cut after its first
+// frame so that the rest of an animation is never decoded.
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include <gdk-pixbuf/gdk-pixbuf.h>
+
+#include "decode/codecs.hpp"
+
+namespace zorvi::decoding {
+namespace {
+
+std::uint32_t read16(ByteSpan b, std::size_t at, bool bigEndian) {
+  return bigEndian ? std::uint32_t{b[at]} << 8 | b[at + 1] : std::uint32_t{b[at + 1]} << 8 | b[at];
+}
+
+std::uint32_t read32(ByteSpan b, std::size_t at, bool bigEndian) {
+  return bigEndian ? read16(b, at, true) << 16 | read16(b, at + 2, true)
+                   : read16(b, at + 2, false) << 16 | read16(b, at, false);
+}
+
+// Skips a chain of GIF sub-blocks starting at pos; the position after its terminator, or nothing.
+std::optional<std::size_t> skipSubBlocks(ByteSpan b, std::size_t pos) {
+  while (pos < b.size()) {
+    const std::size_t length = b[pos];
+    pos += 1 + length;
+    if (length == 0) return pos;
+  }
+  return std::nullopt;
+}
+
+std::size_t colourTableBytes(std::uint8_t flags) {
+  return (flags & 0x80) ? 3u << ((flags & 7) + 1) : 0;
+}
+
+struct GifLayout {
+  DeclaredSize screen, firstImage;
+  std::size_t firstImageEnd = 0;
+};
+
+// Walks the blocks up to the end of the first image; every step moves forward, so it ends.
+std::optional<GifLayout> gifLayout(ByteSpan b) {
+  if (b.size() < 13) return std::nullopt;
+  GifLayout layout;
+  layout.screen = {read16(b, 6, false), read16(b, 8, false)};
+  std::size_t pos = 13 + colourTableBytes(b[10]);
+  while (pos < b.size()) {
+    if (b[pos] == 0x21) {  // extension: label, then sub-blocks
+      auto next = skipSubBlocks(b, pos + 2);
+      if (!next) return std::nullopt;
+      pos = *next;
+    } else if (b[pos] == 0x2C) {  // image descriptor
+      if (pos + 10 > b.size()) return std::nullopt;
+      layout.firstImage = {read16(b, pos + 5, false), read16(b, pos + 7, false)};
+      pos += 10 + colourTableBytes(b[pos + 9]) + 1;  // + the LZW code size byte
+      auto next = skipSubBlocks(b, pos);
+      if (!next) return std::nullopt;
+      layout.firstImageEnd = *next;
+      return layout;
+    } else {
+      return std::nullopt;  // the trailer or junk before any image
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<DeclaredSize> tiffSize(ByteSpan b) {
+  if (b.size() < 8) return std::nullopt;
+  const bool bigEndian = b[0] == 'M';
+  const std::size_t directory = read32(b, 4, bigEndian);
+  if (directory > b.size() || b.size() - directory < 2) return std::nullopt;
+  const std::size_t entries = read16(b, directory, bigEndian);
+  DeclaredSize size;
+  for (std::size_t i = 0; i < entries; ++i) {
+    const std::size_t at = directory + 2 + i * 12;
+    if (at + 12 > b.size()) return std::nullopt;
+    const std::uint32_t tag = read16(b, at, bigEndian), type = read16(b, at + 2, bigEndian);
+    if (tag != 256 && tag != 257) continue;
+    const std::int64_t value = type == 3 ? read16(b, at + 8, bigEndian) : read32(b, at + 8, bigEndian);
+    (tag == 256 ? size.width : size.height) = value;
+  }
+  return size;
+}
+
+std::optional<DeclaredSize> bmpSize(ByteSpan b) {
+  if (b.size() < 26) return std::nullopt;
+  // gdk-pixbuf allocates whatever header size the file states; known headers run from 12 to 124 bytes.
+  const std::uint32_t headerSize = read32(b, 14, false);
+  if (headerSize < 12 || headerSize > 124) return std::nullopt;
+  if (headerSize == 12) return DeclaredSize{read16(b, 18, false), read16(b, 20, false)};
+  // Negative heights mark top-down rows.
+  const auto height = static_cast<std::int32_t>(read32(b, 22, false));
+  return DeclaredSize{static_cast<std::int32_t>(read32(b, 18, false)),
+                      height < 0 ? -std::int64_t{height} : std::int64_t{height}};
+}
+
+// gdk-pixbuf shows a truncated uncompressed BMP with its missing rows blank; we refuse it instead.
+bool bmpPixelsComplete(ByteSpan b, DeclaredSize size) {
+  if (b.size() < 34 || read32(b, 14, false) == 12) return true;
+  const std::uint32_t compression = read32(b, 30, false);
+  if (compression != 0 && compression != 3) return true;  // run-length data has no fixed size
+  const std::int64_t bitsPerPixel = read16(b, 28, false);
+  const std::int64_t rowBytes = (size.width * bitsPerPixel + 31) / 32 * 4;
+  return std::int64_t{read32(b, 10, false)} + rowBytes * size.height <= static_cast<std::int64_t>(b.size());
+}
+
+const char* loaderName(PixbufFormat format) {
+  switch (format) {
+    case PixbufFormat::gif: return "gif";
+    case PixbufFormat::tiff: return "tiff";
+    case PixbufFormat::bmp: return "bmp";
+  }
+  return "";
+}
+
+// libtiff hands gdk-pixbuf premultiplied pixels, which it passes on as they are; the other loaders give
+// straight alpha.
+std::optional<Raster> toRaster(const GdkPixbuf* pixbuf, bool premultiplied) {
+  const int width = gdk_pixbuf_get_width(pixbuf), height = gdk_pixbuf_get_height(pixbuf);
+  const int channels = gdk_pixbuf_get_n_channels(pixbuf), stride = gdk_pixbuf_get_rowstride(pixbuf);
+  const bool alpha = gdk_pixbuf_get_has_alpha(pixbuf);
+  if (gdk_pixbuf_get_colorspace(pixbuf) != GDK_COLORSPACE_RGB || gdk_pixbuf_get_bits_per_sample(pixbuf) != 8 ||
+      channels != (alpha ? 4 : 3) || !fitsFullDecode(width, height) || stride < width * channels) {
+    return std::nullopt;
+  }
+  auto raster = allocateRaster(width, height);
+  if (!raster) return std::nullopt;
+  const guint8* pixels = gdk_pixbuf_read_pixels(pixbuf);
+  std::uint32_t* out = raster->pixels.data();
+  for (int y = 0; y < height; ++y) {
+    const guint8* p = pixels + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride);
+    for (int x = 0; x < width; ++x, p += channels) {
+      const std::uint32_t a = alpha ? p[3] : 255;
+      if (premultiplied) {
+        // Keep every channel within alpha, as ARGB32 requires, whatever the file holds.
+        *out++ = packArgb(a, std::min<std::uint32_t>(p[0], a), std::min<std::uint32_t>(p[1], a),
+                          std::min<std::uint32_t>(p[2], a));
+      } else {
+        *out++ = packArgb(a, premultiply(p[0], a), premultiply(p[1], a), premultiply(p[2], a));
+      }
+    }
+  }
+  return raster;
+}
+
+}  // namespace
+
+std::optional<DeclaredSize> declaredSize(ByteSpan bytes, PixbufFormat format) {
+  switch (format) {
+    case PixbufFormat::gif: {
+      const auto layout = gifLayout(bytes);
+      if (!layout) return std::nullopt;
+      return DeclaredSize{std::max(layout->screen.width, layout->firstImage.width),
+                          std::max(layout->screen.height, layout->firstImage.height)};
+    }
+    case PixbufFormat::tiff: return tiffSize(bytes);
+    case PixbufFormat::bmp: return bmpSize(bytes);
+  }
+  return std::nullopt;
+}
+
+std::optional<Raster> decodeWithPixbuf(ByteSpan bytes, PixbufFormat format, Target target) {
+  const auto size = declaredSize(bytes, format);
+  if (!size || !fitsFullDecode(size->width, size->height)) return std::nullopt;
+  if (format == PixbufFormat::bmp && !bmpPixelsComplete(bytes, *size)) return std::nullopt;
+  std::vector<std::uint8_t> firstFrameOnly;
+  if (format == PixbufFormat::gif) {
+    const std::size_t end = gifLayout(bytes)->firstImageEnd;
+    firstFrameOnly.reserve(end + 1);
+    firstFrameOnly.assign(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(end));
+    firstFrameOnly.push_back(0x3B);  // the trailer
+    bytes = firstFrameOnly;
+  }
+
+  GError* error = nullptr;
+  GdkPixbufLoader* loader = gdk_pixbuf_loader_new_with_type(loaderName(format), &error);
+  if (!loader) {
+    g_clear_error(&error);
+    return std::nullopt;
+  }
+  const bool written = gdk_pixbuf_loader_write(loader, bytes.data(), bytes.size(), &error);
+  g_clear_error(&error);
+  // Closing is required even after a failed write; its error reports a truncated file.
+  const bool closed = gdk_pixbuf_loader_close(loader, &error);
+  g_clear_error(&error);
+  std::optional<Raster> raster;
+  if (written && closed) {
+    if (const GdkPixbuf* pixbuf = gdk_pixbuf_loader_get_pixbuf(loader)) raster = toRaster(pixbuf, format == PixbufFormat::tiff);
+  }
+  g_object_unref(loader);
+  if (!raster) return std::nullopt;
+  return reduceRaster(std::move(*raster), target);
+}
+
+}  // namespace zorvi::decoding

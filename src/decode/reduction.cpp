@@ -1,0 +1,169 @@
+#include "decode/reduction.hpp"
+
+#include <algorithm>
+#include <new>
+#include <stdexcept>
+
+namespace zorvi::decoding {
+namespace {
+
+// A box of at most this many pixels sums 8-bit channels without overflowing 32 bits.
+constexpr std::int64_t maxBoxPixels = std::int64_t{1} << 24;
+
+std::int32_t ceilDiv(std::int32_t a, std::int32_t b) { return (a + b - 1) / b; }
+
+}  // namespace
+
+ReductionPlan planReduction(std::int32_t sourceWidth, std::int32_t sourceHeight, Target target,
+                            std::int64_t maxPixels) {
+  ReductionPlan plan{sourceWidth, sourceHeight};
+  plan.factorX = std::max(1, sourceWidth / std::max(1, target.width));
+  plan.factorY = std::max(1, sourceHeight / std::max(1, target.height));
+  while (std::int64_t{plan.factorX} * plan.factorY > maxBoxPixels) {
+    (plan.factorX >= plan.factorY ? plan.factorX : plan.factorY) /= 2;
+  }
+  auto outputPixels = [&] {
+    return std::int64_t{ceilDiv(sourceWidth, plan.factorX)} * ceilDiv(sourceHeight, plan.factorY);
+  };
+  // Each doubling at least nearly halves the output, so this ends within about 64 rounds.
+  while (outputPixels() > maxPixels && std::int64_t{plan.factorX} * plan.factorY * 2 <= maxBoxPixels) {
+    const bool widthIsLonger =
+        ceilDiv(sourceWidth, plan.factorX) >= ceilDiv(sourceHeight, plan.factorY);
+    std::int32_t& factor = widthIsLonger ? plan.factorX : plan.factorY;
+    factor = std::min(factor * 2, widthIsLonger ? sourceWidth : sourceHeight);
+    if (plan.factorX == sourceWidth && plan.factorY == sourceHeight) break;
+  }
+  plan.width = ceilDiv(sourceWidth, plan.factorX);
+  plan.height = ceilDiv(sourceHeight, plan.factorY);
+  return plan;
+}
+
+std::optional<Raster> allocateRaster(std::int32_t width, std::int32_t height) {
+  if (width <= 0 || height <= 0) return std::nullopt;
+  try {
+    Raster raster{width, height};
+    raster.pixels.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0);
+    return raster;
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  } catch (const std::length_error&) {
+    return std::nullopt;
+  }
+}
+
+std::optional<BoxReducer> BoxReducer::make(const ReductionPlan& plan, bool rowsInOrder) {
+  try {
+    BoxReducer reducer(plan, rowsInOrder);
+    auto raster = allocateRaster(plan.width, plan.height);
+    if (!raster) return std::nullopt;
+    reducer.raster_ = std::move(*raster);
+    return reducer;
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  } catch (const std::length_error&) {
+    return std::nullopt;
+  }
+}
+
+BoxReducer::BoxReducer(const ReductionPlan& plan, bool rowsInOrder)
+    : plan_(plan),
+      rowsInOrder_(rowsInOrder),
+      sums_(static_cast<std::size_t>(plan.width) * 4 * static_cast<std::size_t>(rowsInOrder ? 1 : plan.height)),
+      columnOf_(static_cast<std::size_t>(plan.sourceWidth)) {
+  for (std::int32_t x = 0; x < plan.sourceWidth; ++x) {
+    columnOf_[static_cast<std::size_t>(x)] = static_cast<std::uint32_t>(x / plan.factorX) * 4;
+  }
+}
+
+std::uint32_t* BoxReducer::sumsFor(std::int32_t y) {
+  const std::int32_t outputRow = y / plan_.factorY;
+  if (!rowsInOrder_) {
+    return sums_.data() + static_cast<std::size_t>(outputRow) * static_cast<std::size_t>(plan_.width) * 4;
+  }
+  while (openRow_ < outputRow) {
+    flushRow(openRow_++);
+    std::fill(sums_.begin(), sums_.end(), 0u);
+  }
+  return sums_.data();
+}
+
+void BoxReducer::addStraightRgbaRow(std::int32_t y, const std::uint8_t* rgba, std::int32_t xStart,
+                                    std::int32_t xStep) {
+  if (y < 0 || y >= plan_.sourceHeight || xStep <= 0) return;
+  std::uint32_t* sums = sumsFor(y);
+  for (std::int32_t x = std::max(0, xStart); x < plan_.sourceWidth; x += xStep) {
+    const std::uint8_t* p = rgba + static_cast<std::size_t>(x) * 4;
+    const std::uint32_t a = p[3];
+    if (a == 0) continue;  // premultiplied, a transparent pixel adds nothing
+    std::uint32_t* s = sums + columnOf_[static_cast<std::size_t>(x)];
+    s[0] += a;
+    if (a == 255) {
+      s[1] += p[0];
+      s[2] += p[1];
+      s[3] += p[2];
+    } else {
+      s[1] += premultiply(p[0], a);
+      s[2] += premultiply(p[1], a);
+      s[3] += premultiply(p[2], a);
+    }
+  }
+}
+
+void BoxReducer::addPremultipliedRow(std::int32_t y, const std::uint32_t* argb) {
+  if (y < 0 || y >= plan_.sourceHeight) return;
+  std::uint32_t* sums = sumsFor(y);
+  for (std::int32_t x = 0; x < plan_.sourceWidth; ++x) {
+    const std::uint32_t pixel = argb[x];
+    std::uint32_t* s = sums + columnOf_[static_cast<std::size_t>(x)];
+    s[0] += pixel >> 24;
+    s[1] += (pixel >> 16) & 0xFF;
+    s[2] += (pixel >> 8) & 0xFF;
+    s[3] += pixel & 0xFF;
+  }
+}
+
+void BoxReducer::flushRow(std::int32_t outputRow) {
+  if (outputRow >= plan_.height) return;
+  const std::uint32_t* sums =
+      rowsInOrder_ ? sums_.data()
+                   : sums_.data() + static_cast<std::size_t>(outputRow) * static_cast<std::size_t>(plan_.width) * 4;
+  const std::uint32_t rows = static_cast<std::uint32_t>(
+      std::min(plan_.factorY, plan_.sourceHeight - outputRow * plan_.factorY));
+  std::uint32_t* out = raster_.pixels.data() + static_cast<std::size_t>(outputRow) * static_cast<std::size_t>(plan_.width);
+  for (std::int32_t x = 0; x < plan_.width; ++x, sums += 4) {
+    const std::uint32_t columns = static_cast<std::uint32_t>(
+        std::min(plan_.factorX, plan_.sourceWidth - x * plan_.factorX));
+    const std::uint32_t n = rows * columns;
+    if (n == 1) {
+      out[x] = packArgb(sums[0], sums[1], sums[2], sums[3]);
+    } else {
+      const std::uint32_t half = n / 2;
+      out[x] = packArgb((sums[0] + half) / n, (sums[1] + half) / n, (sums[2] + half) / n, (sums[3] + half) / n);
+    }
+  }
+}
+
+Raster BoxReducer::finish() {
+  if (rowsInOrder_) {
+    while (openRow_ < plan_.height) {
+      flushRow(openRow_++);
+      std::fill(sums_.begin(), sums_.end(), 0u);
+    }
+  } else {
+    for (std::int32_t row = 0; row < plan_.height; ++row) flushRow(row);
+  }
+  return std::move(raster_);
+}
+
+std::optional<Raster> reduceRaster(Raster full, Target target) {
+  const ReductionPlan plan = planReduction(full.width, full.height, target);
+  if (plan.factorX == 1 && plan.factorY == 1) return full;
+  auto reducer = BoxReducer::make(plan, true);
+  if (!reducer) return std::nullopt;
+  for (std::int32_t y = 0; y < full.height; ++y) {
+    reducer->addPremultipliedRow(y, full.pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(full.width));
+  }
+  return reducer->finish();
+}
+
+}  // namespace zorvi::decoding
