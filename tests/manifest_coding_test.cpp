@@ -1,11 +1,13 @@
 #include "zorvi/manifest_coding.hpp"
 
 #include <gtest/gtest.h>
+#include <rapidjson/document.h>
 
 #include <cmath>
 #include <limits>
 #include <string>
 
+#include "manifest/utf8.hpp"
 #include "support/sample_manifest.hpp"
 
 namespace zorvi {
@@ -202,6 +204,40 @@ TEST(ManifestCoder, EncodesTheExampleBoardExactly) {
 
 TEST(ManifestCoder, DecodesTheExampleBoard) { EXPECT_EQ(ManifestCoder::decode(kExampleJson), exampleManifest()); }
 
+void expectKeysAscending(const rapidjson::Value& value, const std::string& path) {
+  if (value.IsArray()) {
+    for (const auto& element : value.GetArray()) expectKeysAscending(element, path + "[]");
+  } else if (value.IsObject()) {
+    std::string previous;
+    for (const auto& member : value.GetObject()) {
+      const std::string name(member.name.GetString(), member.name.GetStringLength());
+      if (!previous.empty()) {
+        EXPECT_LT(previous, name) << "in " << path;
+      }
+      previous = name;
+      expectKeysAscending(member.value, path + "." + name);
+    }
+  }
+}
+
+TEST(ManifestCoder, WritesKeysInAscendingOrderWithEveryFieldPresent) {
+  Manifest m = exampleManifest();
+  m.board.header = BoardHeader{"t", "c", "m", "d", "l", "n"};
+  CanvasItem everything = m.items[0];
+  everything.groupId = m.board.id;
+  everything.text = m.items[1].text;
+  everything.shape = ShapeContent{"#000", "#111", 1.5, "T", 30};
+  everything.drawing = m.items[3].drawing;
+  m.items.push_back(everything);
+
+  const std::string written = ManifestCoder::encode(m);
+  rapidjson::Document document;
+  document.Parse(written.c_str());
+  ASSERT_FALSE(document.HasParseError());
+  expectKeysAscending(document, "manifest");
+  EXPECT_EQ(ManifestCoder::decode(written), m);
+}
+
 TEST(ManifestCoder, ItemWithOnlyIdAndFrameGetsDefaults) {
   const Manifest m = ManifestCoder::decode(withItem(kMinimalItem));
   ASSERT_EQ(m.items.size(), 1u);
@@ -305,7 +341,11 @@ TEST(ManifestCoder, RefusesEveryMalformedManifest) {
       {"escaped lone high surrogate", itemWith(R"("caption": "\uD800")"), "invalid JSON"},
       {"lone surrogate in an unknown key", itemWith(R"("\uDFFF": 1)"), "invalid JSON"},
       {"nesting beyond the limit", itemWith(R"("extra": )" + deep), "invalid JSON"},
-      {"number too big for a double", itemWith(R"("extra": 1e400)"), "invalid JSON"},
+      {"exponent too big for a double", itemWith(R"("extra": 1e400)"), "invalid JSON"},
+      {"digits too big for a double", itemWith(R"("extra": 2.7976931348623157e308)"), "invalid JSON"},
+      {"tiny mantissa, huge exponent", itemWith(R"("extra": 0.00001e99999999999999999999)"), "invalid JSON"},
+      {"long integer beyond a double", itemWith(R"("extra": 1)" + std::string(400, '0') + ")"), "invalid JSON"},
+      {"negative number too big", itemWith(R"("extra": -179769313486231580793728971405303415079934132710037826936173778980444968292764750946649017977587207096330286416692887910946555547851940402630657488671505820681908902000708383676273854845817711531764475730270069855571366959622842914819860834936475292719074168444365510704342711559699508093042880177904174497792)"), "invalid JSON"},
       // The root.
       {"empty object", "{}", "schemaVersion"},
       {"array root", "[]", "manifest"},
@@ -422,6 +462,9 @@ TEST(ManifestCoder, AcceptsEveryNumberFormForDoubles) {
       {"44", 44},         {"44.0", 44},     {"4.4e1", 44},     {"440E-1", 44},
       {"-0", 0},          {"-1.5", -1.5},   {"1e-320", 1e-320}, {"18446744073709551616", 18446744073709551616.0},
       {"0.1", 0.1},       {"2.2250738585072011e-308", 2.2250738585072011e-308},
+      {"1e-400", 0},      {"-0.0001e-330", 0},  {"0.000e-999999999", 0},
+      {"1.7976931348623158e308", 1.7976931348623157e308}, {"123456789012345678901234567890e-10", 1.2345678901234568e19},
+      {"4.9406564584124654e-324", 5e-324}, {"9223372036854775808", 9223372036854775808.0},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.json);
@@ -599,6 +642,45 @@ TEST(ManifestCoder, EveryProperPrefixFailsCleanly) {
   for (std::size_t length = 0; length < written.size(); ++length) {
     SCOPED_TRACE("prefix of " + std::to_string(length) + " bytes");
     EXPECT_THROW(ManifestCoder::decode(std::string_view(written).substr(0, length)), ManifestDecodingError);
+  }
+}
+
+TEST(Utf8, FindsTheFirstFault) {
+  using namespace std::string_literals;
+  struct Row {
+    const char* name;
+    std::string text;
+    bool refuseNul;
+    std::size_t expected;
+  };
+  const Row rows[] = {
+      {"empty", "", true, 0},
+      {"ASCII", "plain text, longer than eight bytes", true, 35},
+      {"fault after a long ASCII run", "0123456789abcdefg\xFFxyz", true, 17},
+      {"NUL inside an ASCII word", "abcdefg\0hijklmnop"s, true, 7},
+      {"NUL allowed", "abcdefg\0hijklmnop"s, false, 17},
+      {"two-byte minimum", "\xC2\x80", true, 2},
+      {"overlong two-byte", "\xC1\xBF", true, 0},
+      {"three-byte overlong", "\xE0\x9F\xBF", true, 0},
+      {"three-byte minimum", "\xE0\xA0\x80", true, 3},
+      {"last before surrogates", "\xED\x9F\xBF", true, 3},
+      {"high surrogate", "\xED\xA0\x80", true, 0},
+      {"low surrogate", "\xED\xBF\xBF", true, 0},
+      {"U+FFFF", "\xEF\xBF\xBF", true, 3},
+      {"four-byte overlong", "\xF0\x8F\xBF\xBF", true, 0},
+      {"four-byte minimum", "\xF0\x90\x80\x80", true, 4},
+      {"U+10FFFF", "\xF4\x8F\xBF\xBF", true, 4},
+      {"above U+10FFFF", "\xF4\x90\x80\x80", true, 0},
+      {"lead byte F5", "\xF5\x80\x80\x80", true, 0},
+      {"stray continuation", "ab\x80", true, 2},
+      {"FF", "\xFF", true, 0},
+      {"truncated at the end", "ab\xE6\x97", true, 2},
+      {"continuation replaced by ASCII", "\xE6\x97" "a", true, 0},
+      {"mixed text", "caf\xC3\xA9 \xE6\x97\xA5 \xF0\x9F\x98\x80!", true, 15},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(utf8::firstFault(row.text, row.refuseNul), row.expected);
   }
 }
 

@@ -86,7 +86,10 @@ std::optional<DeclaredSize> tiffSize(ByteSpan b) {
 
 std::optional<DeclaredSize> bmpSize(ByteSpan b) {
   if (b.size() < 26) return std::nullopt;
-  if (read32(b, 14, false) == 12) return DeclaredSize{read16(b, 18, false), read16(b, 20, false)};
+  // gdk-pixbuf allocates whatever header size the file states; known headers run from 12 to 124 bytes.
+  const std::uint32_t headerSize = read32(b, 14, false);
+  if (headerSize < 12 || headerSize > 124) return std::nullopt;
+  if (headerSize == 12) return DeclaredSize{read16(b, 18, false), read16(b, 20, false)};
   // Negative heights mark top-down rows.
   const auto height = static_cast<std::int32_t>(read32(b, 22, false));
   return DeclaredSize{static_cast<std::int32_t>(read32(b, 18, false)),

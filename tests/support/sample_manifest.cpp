@@ -125,7 +125,7 @@ ShapeContent shapeContent(Random& random) {
 
 DrawingContent drawingContent(Random& random) {
   DrawingContent drawing;
-  const std::size_t count = random.below(64);
+  const std::size_t count = random.below(48);
   drawing.points.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
     // Mostly inside the frame, as drawn; now and then outside, which is allowed.
