@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
+#include <functional>
 #include <future>
 #include <map>
 #include <string>
@@ -47,12 +49,12 @@ std::optional<Raster> decode(const ByteVector& bytes, std::int32_t width, std::i
   return ImageDecoder::decode(bytes, width, height);
 }
 
-// Every test file, made once from two pictures by the encoders a Debian desktop ships.
+// Every test file, made from two pictures by the encoders a Debian desktop ships. GoogleTest runs each
+// test in its own process under ctest, so the files are made once per set of commands and kept in the
+// build tree; a complete set is moved into place in one rename, so parallel runs never see half of one.
 class ImageDecoderFiles : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    scratch_ = new testing::ScratchDirectory;
-    const std::string dir = scratch_->path().string() + "/";
     const std::vector<std::pair<std::string, std::string>> commands = {
         {"q.png", "convert -size 64x48 xc:white +antialias -fill '#FF0000' -draw 'rectangle 0,0 31,23' -fill "
                   "'#00FF00' -draw 'rectangle 32,0 63,23' -fill '#0000FF' -draw 'rectangle 0,24 31,47' PNG24:q.png"},
@@ -94,26 +96,32 @@ class ImageDecoderFiles : public ::testing::Test {
         {"photo.bmp", "convert photo.png BMP3:photo.bmp"},
         {"big.jpg", "convert -size 4000x3000 gradient:red-blue big.jpg"},
     };
-    files_ = new std::map<std::string, ByteVector>;
-    for (const auto& [name, command] : commands) {
-      if (!testing::run("cd " + dir + " && " + command)) {
-        setUpFailure_ = "could not make " + name + " with: " + command;
-        return;
+    std::string recipe;
+    for (const auto& [name, command] : commands) recipe += name + '\n' + command + '\n';
+    const std::filesystem::path cache = std::filesystem::path(ZORVI_BINARY_DIR) / "test-images" /
+                                        ("image_decoder-" + std::to_string(std::hash<std::string>{}(recipe)));
+    if (!std::filesystem::exists(cache)) {
+      std::error_code error;
+      std::filesystem::create_directories(cache.parent_path(), error);
+      testing::ScratchDirectory scratch(cache.parent_path());
+      for (const auto& [name, command] : commands) {
+        if (!testing::run("cd " + scratch.path().string() + " && " + command)) {
+          setUpFailure_ = "could not make " + name + " with: " + command;
+          return;
+        }
       }
-      (*files_)[name] = testing::readFile(scratch_->path() / name);
+      std::filesystem::rename(scratch.path(), cache, error);  // fails harmlessly when a parallel run won
     }
+    files_ = new std::map<std::string, ByteVector>;
+    for (const auto& [name, command] : commands) (*files_)[name] = testing::readFile(cache / name);
   }
 
-  static void TearDownTestSuite() {
-    delete files_;
-    delete scratch_;
-  }
+  static void TearDownTestSuite() { delete files_; }
 
   void SetUp() override { ASSERT_TRUE(setUpFailure_.empty()) << setUpFailure_; }
 
   static const ByteVector& file(const std::string& name) { return files_->at(name); }
 
-  static inline testing::ScratchDirectory* scratch_ = nullptr;
   static inline std::map<std::string, ByteVector>* files_ = nullptr;
   static inline std::string setUpFailure_;
 };
