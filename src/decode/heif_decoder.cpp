@@ -53,21 +53,14 @@ std::optional<Raster> decodeHeif(ByteSpan bytes, Target target) {
       heif_image_get_bits_per_pixel_range(image.get(), heif_channel_interleaved) != 8) {
     return std::nullopt;
   }
-  auto raster = allocateRaster(width, height);
-  if (!raster) return std::nullopt;
-  std::uint32_t* out = raster->pixels.data();
+  // Rows go straight into the reduced raster, so no second full-size copy is made.
+  auto reducer = BoxReducer::make(planReduction(width, height, target), true);
+  if (!reducer) return std::nullopt;
+  const auto alpha = premultiplied ? BoxReducer::Alpha::premultiplied : BoxReducer::Alpha::straight;
   for (int y = 0; y < height; ++y) {
-    const std::uint8_t* p = plane + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride);
-    for (int x = 0; x < width; ++x, p += 4) {
-      const std::uint32_t a = p[3];
-      *out++ = premultiplied || a == 255 ? packArgb(a, p[0], p[1], p[2])
-                                         : packArgb(a, premultiply(p[0], a), premultiply(p[1], a), premultiply(p[2], a));
-    }
+    reducer->addRgba(y, 0, 1, width, plane + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride), alpha);
   }
-  image.reset();
-  handle.reset();
-  context.reset();
-  return reduceRaster(std::move(*raster), target);
+  return reducer->finish();
 }
 
 }  // namespace zorvi::decoding

@@ -115,9 +115,9 @@ const char* loaderName(PixbufFormat format) {
   return "";
 }
 
-// libtiff hands gdk-pixbuf premultiplied pixels, which it passes on as they are; the other loaders give
-// straight alpha.
-std::optional<Raster> toRaster(const GdkPixbuf* pixbuf, bool premultiplied) {
+// Feeds the pixbuf's rows straight into the reduced raster. libtiff hands gdk-pixbuf premultiplied
+// pixels, which it passes on as they are; the other loaders give straight alpha.
+std::optional<Raster> reduce(const GdkPixbuf* pixbuf, bool premultiplied, Target target) {
   const int width = gdk_pixbuf_get_width(pixbuf), height = gdk_pixbuf_get_height(pixbuf);
   const int channels = gdk_pixbuf_get_n_channels(pixbuf), stride = gdk_pixbuf_get_rowstride(pixbuf);
   const bool alpha = gdk_pixbuf_get_has_alpha(pixbuf);
@@ -125,24 +125,20 @@ std::optional<Raster> toRaster(const GdkPixbuf* pixbuf, bool premultiplied) {
       channels != (alpha ? 4 : 3) || !fitsFullDecode(width, height) || stride < width * channels) {
     return std::nullopt;
   }
-  auto raster = allocateRaster(width, height);
-  if (!raster) return std::nullopt;
+  auto reducer = BoxReducer::make(planReduction(width, height, target), true);
+  if (!reducer) return std::nullopt;
   const guint8* pixels = gdk_pixbuf_read_pixels(pixbuf);
-  std::uint32_t* out = raster->pixels.data();
+  std::vector<std::uint8_t> rgba(alpha ? 0 : static_cast<std::size_t>(width) * 4, 255);
   for (int y = 0; y < height; ++y) {
-    const guint8* p = pixels + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride);
-    for (int x = 0; x < width; ++x, p += channels) {
-      const std::uint32_t a = alpha ? p[3] : 255;
-      if (premultiplied) {
-        // Keep every channel within alpha, as ARGB32 requires, whatever the file holds.
-        *out++ = packArgb(a, std::min<std::uint32_t>(p[0], a), std::min<std::uint32_t>(p[1], a),
-                          std::min<std::uint32_t>(p[2], a));
-      } else {
-        *out++ = packArgb(a, premultiply(p[0], a), premultiply(p[1], a), premultiply(p[2], a));
-      }
+    const guint8* row = pixels + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride);
+    if (!alpha) {
+      for (int x = 0; x < width; ++x) std::memcpy(&rgba[static_cast<std::size_t>(x) * 4], row + x * 3, 3);
+      row = rgba.data();
     }
+    reducer->addRgba(y, 0, 1, width, row,
+                     premultiplied ? BoxReducer::Alpha::premultiplied : BoxReducer::Alpha::straight);
   }
-  return raster;
+  return reducer->finish();
 }
 
 }  // namespace
@@ -187,11 +183,12 @@ std::optional<Raster> decodeWithPixbuf(ByteSpan bytes, PixbufFormat format, Targ
   g_clear_error(&error);
   std::optional<Raster> raster;
   if (written && closed) {
-    if (const GdkPixbuf* pixbuf = gdk_pixbuf_loader_get_pixbuf(loader)) raster = toRaster(pixbuf, format == PixbufFormat::tiff);
+    if (const GdkPixbuf* pixbuf = gdk_pixbuf_loader_get_pixbuf(loader)) {
+      raster = reduce(pixbuf, format == PixbufFormat::tiff, target);
+    }
   }
   g_object_unref(loader);
-  if (!raster) return std::nullopt;
-  return reduceRaster(std::move(*raster), target);
+  return raster;
 }
 
 }  // namespace zorvi::decoding

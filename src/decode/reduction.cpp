@@ -87,12 +87,13 @@ std::uint32_t* BoxReducer::sumsFor(std::int32_t y) {
   return sums_.data();
 }
 
-void BoxReducer::addStraightRgbaRow(std::int32_t y, const std::uint8_t* rgba, std::int32_t xStart,
-                                    std::int32_t xStep) {
-  if (y < 0 || y >= plan_.sourceHeight || xStep <= 0) return;
+void BoxReducer::addRgba(std::int32_t y, std::int32_t x, std::int32_t xStep, std::int32_t count,
+                         const std::uint8_t* first, Alpha alpha) {
+  if (y < 0 || y >= plan_.sourceHeight || x < 0 || xStep <= 0 || count <= 0) return;
+  count = std::min<std::int32_t>(count, (plan_.sourceWidth - 1 - x) / xStep + 1);
   std::uint32_t* sums = sumsFor(y);
-  for (std::int32_t x = std::max(0, xStart); x < plan_.sourceWidth; x += xStep) {
-    const std::uint8_t* p = rgba + static_cast<std::size_t>(x) * 4;
+  const std::uint8_t* p = first;
+  for (std::int32_t i = 0; i < count; ++i, x += xStep, p += static_cast<std::size_t>(xStep) * 4) {
     const std::uint32_t a = p[3];
     if (a == 0) continue;  // premultiplied, a transparent pixel adds nothing
     std::uint32_t* s = sums + columnOf_[static_cast<std::size_t>(x)];
@@ -101,10 +102,15 @@ void BoxReducer::addStraightRgbaRow(std::int32_t y, const std::uint8_t* rgba, st
       s[1] += p[0];
       s[2] += p[1];
       s[3] += p[2];
-    } else {
+    } else if (alpha == Alpha::straight) {
       s[1] += premultiply(p[0], a);
       s[2] += premultiply(p[1], a);
       s[3] += premultiply(p[2], a);
+    } else {
+      // Keep every channel within alpha, as ARGB32 requires, whatever the source holds.
+      s[1] += std::min<std::uint32_t>(p[0], a);
+      s[2] += std::min<std::uint32_t>(p[1], a);
+      s[3] += std::min<std::uint32_t>(p[2], a);
     }
   }
 }
