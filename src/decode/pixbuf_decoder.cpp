@@ -45,6 +45,8 @@ std::optional<GifLayout> gifLayout(ByteSpan b) {
   if (b.size() < 13) return std::nullopt;
   GifLayout layout;
   layout.screen = {read16(b, 6, false), read16(b, 8, false)};
+  // gdk-pixbuf draws the first frame on a canvas of the screen's size; an empty one only draws warnings.
+  if (layout.screen.width == 0 || layout.screen.height == 0) return std::nullopt;
   std::size_t pos = 13 + colourTableBytes(b[10]);
   while (pos < b.size()) {
     if (b[pos] == 0x21) {  // extension: label, then sub-blocks
@@ -54,6 +56,7 @@ std::optional<GifLayout> gifLayout(ByteSpan b) {
     } else if (b[pos] == 0x2C) {  // image descriptor
       if (pos + 10 > b.size()) return std::nullopt;
       layout.firstImage = {read16(b, pos + 5, false), read16(b, pos + 7, false)};
+      if (layout.firstImage.width == 0 || layout.firstImage.height == 0) return std::nullopt;  // likewise
       pos += 10 + colourTableBytes(b[pos + 9]) + 1;  // + the LZW code size byte
       auto next = skipSubBlocks(b, pos);
       if (!next) return std::nullopt;
