@@ -142,22 +142,29 @@ TEST_F(ImageDecoderFiles, KnownColoursAtKnownPixels) {
       {"cmyk.jpg", colourQuadrants, 8},  {"anim.gif", colourQuadrants, 0}, {"anim.webp", colourQuadrants, 0},
       {"q.tif", colourQuadrants, 0},   {"a.tif", alphaQuadrants, 0},    {"q.bmp", colourQuadrants, 0},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.file);
-    const auto raster = decode(file(row.file), 64, 48);
-    ASSERT_TRUE(raster);
-    ASSERT_EQ(raster->width, 64);
-    ASSERT_EQ(raster->height, 48);
-    ASSERT_EQ(raster->pixels.size(), 64u * 48u);
-    const std::pair<std::pair<int, int>, std::uint32_t> probes[] = {
-        {{8, 6}, row.expected.topLeft},     {{56, 6}, row.expected.topRight},
-        {{8, 42}, row.expected.bottomLeft}, {{56, 42}, row.expected.bottomRight},
-        {{20, 18}, row.expected.topLeft},   {{44, 30}, row.expected.bottomRight},
-    };
-    for (const auto& [at, colour] : probes) {
-      const std::uint32_t actual = pixelAt(*raster, at.first, at.second);
-      EXPECT_LE(channelDistance(actual, colour), row.tolerance)
-          << "at " << at.first << "," << at.second << std::hex << ": got " << actual << ", want " << colour;
+  // At full size, and reduced 4 × 4 so that every codec's own reduction (DCT scaling, WebP's scaler, our
+  // boxes) is checked too; no box straddles two quadrants.
+  for (const auto& [width, height] : {std::pair{64, 48}, std::pair{16, 12}}) {
+    for (const Row& row : rows) {
+      SCOPED_TRACE(std::string(row.file) + " at " + std::to_string(width) + "x" + std::to_string(height));
+      const auto raster = decode(file(row.file), width, height);
+      ASSERT_TRUE(raster);
+      ASSERT_EQ(raster->width, width);
+      ASSERT_EQ(raster->height, height);
+      ASSERT_EQ(raster->pixels.size(), static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+      const std::pair<std::pair<int, int>, std::uint32_t> probes[] = {
+          {{width / 8, height / 8}, row.expected.topLeft},
+          {{width * 7 / 8, height / 8}, row.expected.topRight},
+          {{width / 8, height * 7 / 8}, row.expected.bottomLeft},
+          {{width * 7 / 8, height * 7 / 8}, row.expected.bottomRight},
+          {{width * 5 / 16, height * 3 / 8}, row.expected.topLeft},
+          {{width * 11 / 16, height * 5 / 8}, row.expected.bottomRight},
+      };
+      for (const auto& [at, colour] : probes) {
+        const std::uint32_t actual = pixelAt(*raster, at.first, at.second);
+        EXPECT_LE(channelDistance(actual, colour), row.tolerance)
+            << "at " << at.first << "," << at.second << std::hex << ": got " << actual << ", want " << colour;
+      }
     }
   }
 }
