@@ -15,6 +15,7 @@ packages=(
   # rendering, text and image decoding
   libcairo2-dev libpango1.0-dev libfontconfig-dev
   libjpeg62-turbo-dev libspng-dev libwebp-dev libavif-dev
+  libturbojpeg0-dev
   libgdk-pixbuf-2.0-dev libheif-dev libjxl-dev
   fonts-dejavu-core
   # tools the tests and benchmarks drive
@@ -22,6 +23,7 @@ packages=(
   libvips-tools libgdk-pixbuf2.0-bin shared-mime-info libglib2.0-bin xdg-utils
   python3-gi gir1.2-gnomedesktop-3.0 bubblewrap
   chromium poppler-utils time
+  hyperfine
 )
 
 missing=()

@@ -135,6 +135,55 @@ TEST(Snapping, SnappingTheTransposedFrameGivesTheTransposedResult) {
   EXPECT_GT(snapped, 100);  // the inputs really exercise snapping
 }
 
+// The moving search written as the plain sequential scan, one running best over every line of every
+// moving value in order; the library reaches the same answer by a faster route.
+std::optional<double> sequentialSnap(double lead, double extent, const std::vector<double>& lines,
+                                     std::optional<double> grid, double reach, bool laterWinsTies = false) {
+  std::optional<double> bestDelta;
+  const auto offer = [&](double line, double value) {
+    const double d = std::abs(line - value);
+    const bool better = bestDelta && (laterWinsTies ? d <= std::abs(*bestDelta) : d < std::abs(*bestDelta));
+    if (d <= reach && (!bestDelta || better)) bestDelta = line - value;
+  };
+  for (const double value : {lead, lead + extent * 0.5, lead + extent}) {
+    for (const double line : lines) offer(line, value);
+    if (grid && *grid > 0) offer(std::round(value / *grid) * *grid, value);
+  }
+  return bestDelta;
+}
+
+TEST(Snapping, MovingAgreesWithTheSequentialScan) {
+  std::mt19937_64 random(17);
+  std::uniform_int_distribution<int> coordinate(-40, 40), extent(0, 20), count(0, 12);
+  int ties = 0;
+  for (int i = 0; i < 2000; ++i) {
+    SCOPED_TRACE(i);
+    std::vector<Frame> to;
+    std::vector<double> guidesX, linesX, linesY;
+    for (int n = count(random); n > 0; --n) {
+      to.push_back({static_cast<double>(coordinate(random)), static_cast<double>(coordinate(random)),
+                    static_cast<double>(extent(random)), static_cast<double>(extent(random))});
+      const Frame& f = to.back();
+      linesX.insert(linesX.end(), {f.x, f.x + f.width * 0.5, f.width + f.x});
+      linesY.insert(linesY.end(), {f.y, f.y + f.height * 0.5, f.height + f.y});
+    }
+    for (int n = count(random) / 3; n > 0; --n) guidesX.push_back(coordinate(random) * 0.5);
+    linesX.insert(linesX.end(), guidesX.begin(), guidesX.end());
+    const std::optional<double> grid = i % 4 ? std::optional<double>(i % 4 * 3) : std::nullopt;
+    const Frame moving{coordinate(random) * 0.5, coordinate(random) * 0.5, static_cast<double>(extent(random)),
+                       static_cast<double>(extent(random))};
+    const double threshold = extent(random) * 0.5;
+
+    const SnapResult got = Snapping::snap(moving, to, guidesX, {}, grid, 1, threshold);
+    const auto dx = sequentialSnap(moving.x, moving.width, linesX, grid, threshold);
+    const auto dy = sequentialSnap(moving.y, moving.height, linesY, grid, threshold);
+    EXPECT_EQ(got.frame, (Frame{moving.x + dx.value_or(0), moving.y + dy.value_or(0), moving.width, moving.height}));
+    EXPECT_EQ(got.guides.size(), (dx ? 1u : 0u) + (dy ? 1u : 0u));
+    ties += dx != sequentialSnap(moving.x, moving.width, linesX, grid, threshold, true);
+  }
+  EXPECT_GT(ties, 50);  // ties that the order decides really occur, so the tie rules are exercised
+}
+
 struct ResizeRow {
   const char* name;
   Frame original;

@@ -44,8 +44,11 @@ using CaptionHeights = std::unordered_map<Uuid, double>;
 struct BoardLayout {
   // One item in layout space; captionFrame only for captioned images with a positive caption height.
   struct PlacedItem {
+    // A full copy of the item.
     CanvasItem item;
+    // The item's own frame (without stroke overhang) moved into layout space.
     Frame frame;
+    // Under the image: its left edge and width, CaptionStyle::gap below it, the caption height tall.
     std::optional<Frame> captionFrame;
 
     PlacedItem() = default;
@@ -55,6 +58,7 @@ struct BoardLayout {
     bool operator==(const PlacedItem&) const = default;
   };
 
+  // Size of the laid-out area in world units, never negative.
   double width = 0;
   double height = 0;
   // Ascending zIndex; items of equal zIndex keep their input order.

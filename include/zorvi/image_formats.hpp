@@ -19,6 +19,7 @@ namespace zorvi {
 // The formats a board accepts.
 enum class ImageFormat { jpeg, png, webp, avif };
 
+// Every accepted format, in declaration order.
 inline constexpr std::array<ImageFormat, 4> allImageFormats{ImageFormat::jpeg, ImageFormat::png,
                                                             ImageFormat::webp, ImageFormat::avif};
 
@@ -37,13 +38,17 @@ std::optional<ImageFormat> imageFormatFromFileExtension(std::string_view extensi
 // display name), or nothing recognised.
 class DetectedFormat {
  public:
+  // Which of the three verdicts; the payload depends on it.
   enum class Case { accepted, rejected, unknown };
 
+  // Bytes in a format boards take.
   static DetectedFormat accepted(ImageFormat format) { return {Case::accepted, format, {}}; }
   // name: "GIF", "TIFF", "JPEG XL", "BMP" or "HEIC".
   static DetectedFormat rejected(std::string name) { return {Case::rejected, {}, std::move(name)}; }
+  // Nothing recognised.
   static DetectedFormat unknown() { return {Case::unknown, {}, {}}; }
 
+  // The verdict's case.
   Case kind() const { return kind_; }
   // The format of an accepted verdict; nothing otherwise.
   std::optional<ImageFormat> acceptedFormat() const {

@@ -13,8 +13,8 @@ namespace zorvi {
 // The corner of a frame that the user drags.
 enum class ResizeCorner { topLeft, topRight, bottomLeft, bottomRight };
 
-inline constexpr std::array<ResizeCorner, 4> allResizeCorners{ResizeCorner::topLeft, ResizeCorner::topRight,
-                                                              ResizeCorner::bottomLeft, ResizeCorner::bottomRight};
+inline constexpr std::array<ResizeCorner, 4> allResizeCorners{
+    ResizeCorner::topLeft, ResizeCorner::topRight, ResizeCorner::bottomLeft, ResizeCorner::bottomRight};
 
 namespace ItemGeometry {
 

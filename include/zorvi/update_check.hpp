@@ -64,7 +64,9 @@ class Result {
   enum class Case { updateAvailable, upToDate, unknown };
 
   // The feed's version is newer than the installed one.
-  static Result updateAvailable(SemanticVersion feedVersion) { return Result(Case::updateAvailable, feedVersion); }
+  static Result updateAvailable(SemanticVersion feedVersion) {
+    return Result(Case::updateAvailable, feedVersion);
+  }
   // The installed version is the same or newer.
   static Result upToDate() { return Result(Case::upToDate, {}); }
   // One of the two version strings does not parse.

@@ -29,12 +29,24 @@ Frames align(const Frames& frames, Alignment alignment) {
   for (const auto& [id, old] : frames) {
     Frame f = old;
     switch (alignment) {
-      case Alignment::left: f.x = minX; break;
-      case Alignment::horizontalCenter: f.x = centreX - f.width * 0.5; break;
-      case Alignment::right: f.x = maxX - f.width; break;
-      case Alignment::top: f.y = minY; break;
-      case Alignment::verticalCenter: f.y = centreY - f.height * 0.5; break;
-      case Alignment::bottom: f.y = maxY - f.height; break;
+      case Alignment::left:
+        f.x = minX;
+        break;
+      case Alignment::horizontalCenter:
+        f.x = centreX - f.width * 0.5;
+        break;
+      case Alignment::right:
+        f.x = maxX - f.width;
+        break;
+      case Alignment::top:
+        f.y = minY;
+        break;
+      case Alignment::verticalCenter:
+        f.y = centreY - f.height * 0.5;
+        break;
+      case Alignment::bottom:
+        f.y = maxY - f.height;
+        break;
     }
     if (f != old) changed.emplace_hint(changed.end(), id, f);
   }

@@ -16,10 +16,14 @@ AnchorAndStart resizeAnchorAndStart(const Frame& frame, ResizeCorner corner) {
   const double minX = frame.x, minY = frame.y;
   const double maxX = frame.x + frame.width, maxY = frame.y + frame.height;
   switch (corner) {
-    case ResizeCorner::topLeft: return {{maxX, maxY}, {minX, minY}};
-    case ResizeCorner::topRight: return {{minX, maxY}, {maxX, minY}};
-    case ResizeCorner::bottomLeft: return {{maxX, minY}, {minX, maxY}};
-    case ResizeCorner::bottomRight: break;
+    case ResizeCorner::topLeft:
+      return {{maxX, maxY}, {minX, minY}};
+    case ResizeCorner::topRight:
+      return {{minX, maxY}, {maxX, minY}};
+    case ResizeCorner::bottomLeft:
+      return {{maxX, minY}, {minX, maxY}};
+    case ResizeCorner::bottomRight:
+      break;
   }
   return {{minX, minY}, {maxX, maxY}};
 }
@@ -85,14 +89,16 @@ std::vector<DrawingPoint> normalized(std::span<const Point> points, const Frame&
   std::vector<DrawingPoint> result;
   if (!(frame.width > 0) || !(frame.height > 0)) return result;
   result.reserve(points.size());
-  for (const Point& p : points) result.push_back({(p.x - frame.x) / frame.width, (p.y - frame.y) / frame.height});
+  for (const Point& p : points)
+    result.push_back({(p.x - frame.x) / frame.width, (p.y - frame.y) / frame.height});
   return result;
 }
 
 std::vector<Point> worldPoints(std::span<const DrawingPoint> points, const Frame& frame) {
   std::vector<Point> result;
   result.reserve(points.size());
-  for (const DrawingPoint& q : points) result.push_back({frame.x + frame.width * q.x, frame.y + frame.height * q.y});
+  for (const DrawingPoint& q : points)
+    result.push_back({frame.x + frame.width * q.x, frame.y + frame.height * q.y});
   return result;
 }
 
@@ -108,8 +114,10 @@ double distance(Point from, std::span<const Point> polyline) {
     double t = 0;
     if (lengthSquared > 0) {
       t = ((from.x - a.x) * dx + (from.y - a.y) * dy) / lengthSquared;
-      if (t < 0) t = 0;
-      else if (t >= 1) t = 1;
+      if (t < 0)
+        t = 0;
+      else if (t >= 1)
+        t = 1;
     }
     best = std::min(best, std::hypot(from.x - (a.x + dx * t), from.y - (a.y + dy * t)));
   }

@@ -1,6 +1,7 @@
 #include "zorvi/snapping.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace zorvi {
@@ -76,33 +77,44 @@ struct LineMatch {
   double line;
 };
 
-// Keeps the first line at the smallest distance within reach: later lines must be strictly closer.
-class LineSearch {
- public:
-  explicit LineSearch(double reach) : reach_(reach) {}
-
-  void offer(double line, double value) {
-    const double d = std::abs(line - value);
-    if (d <= reach_ && (!best_ || d < std::abs(best_->delta))) best_ = LineMatch{line - value, line};
-  }
-
-  const std::optional<LineMatch>& best() const { return best_; }
-
- private:
-  double reach_;
-  std::optional<LineMatch> best_;
-};
-
+// The best-line search of one axis over the three moving values (leading edge, centre, trailing edge, in
+// this order, each value's grid line after the lines): the first pair in that order at the smallest
+// distance within reach wins. Each value keeps its own first-nearest line, which gives the same pair;
+// a line farther than the best distance so far from all three values cannot matter and costs only three
+// comparisons, so the scan is not held up by a running best on every line.
 template <typename Along>
-std::optional<LineMatch> snapAxis(const Frame& moving, std::span<const Frame> to, std::span<const double> guides,
-                                  std::optional<double> grid, double reach) {
+std::optional<LineMatch> snapAxis(const Frame& moving, std::span<const Frame> to,
+                                  std::span<const double> guides, std::optional<double> grid, double reach) {
   const double lead = Along::lead(moving), extent = Along::extent(moving);
-  LineSearch search(reach);
-  for (const double value : {lead, lead + extent * 0.5, lead + extent}) {
-    forEachLine<Along>(to, guides, [&](double line) { search.offer(line, value); });
-    if (gridTakesPart(grid)) search.offer(gridLine(value, *grid), value);
+  const std::array<double, 3> values{lead, lead + extent * 0.5, lead + extent};
+  std::array<std::optional<double>, 3> nearestLine;
+  std::array<double, 3> nearestDistance{};
+  double bound = reach;
+
+  const auto offer = [&](std::size_t i, double line) {
+    const double d = std::abs(line - values[i]);
+    if (d <= reach && (!nearestLine[i] || d < nearestDistance[i])) {
+      nearestLine[i] = line;
+      nearestDistance[i] = d;
+      if (d < bound) bound = d;
+    }
+  };
+  forEachLine<Along>(to, guides, [&](double line) {
+    if (std::abs(line - values[0]) <= bound || std::abs(line - values[1]) <= bound ||
+        std::abs(line - values[2]) <= bound) {
+      for (std::size_t i = 0; i < values.size(); ++i) offer(i, line);
+    }
+  });
+  if (gridTakesPart(grid)) {
+    for (std::size_t i = 0; i < values.size(); ++i) offer(i, gridLine(values[i], *grid));
   }
-  return search.best();
+
+  std::optional<std::size_t> winner;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (nearestLine[i] && (!winner || nearestDistance[i] < nearestDistance[*winner])) winner = i;
+  }
+  if (!winner) return std::nullopt;
+  return LineMatch{*nearestLine[*winner] - values[*winner], *nearestLine[*winner]};
 }
 
 struct ScaleMatch {
@@ -147,13 +159,16 @@ SnapResult snap(const Frame& moving, std::span<const Frame> to, std::span<const 
   return result;
 }
 
-SnapResult snapResize(const Frame& original, ResizeCorner corner, const Frame& proposed, std::span<const Frame> to,
-                      std::span<const double> guidesX, std::span<const double> guidesY, std::optional<double> grid,
-                      double zoom, double threshold, double minSize) {
+SnapResult snapResize(const Frame& original, ResizeCorner corner, const Frame& proposed,
+                      std::span<const Frame> to, std::span<const double> guidesX,
+                      std::span<const double> guidesY, std::optional<double> grid, double zoom,
+                      double threshold, double minSize) {
   SnapResult unchanged{proposed, {}};
   if (zoom <= 0 || original.width <= 0 || original.height <= 0) return unchanged;
 
-  const auto [anchor, dragged] = ItemGeometry::resizeAnchorAndStart(original, corner);
+  // Plain variables, not a structured binding: the lambdas below capture them (clang 14 refuses that).
+  const auto corners = ItemGeometry::resizeAnchorAndStart(original, corner);
+  const Point anchor = corners.anchor, dragged = corners.start;
   const double dirX = dragged.x - anchor.x, dirY = dragged.y - anchor.y;
   const double lengthSquared = dirX * dirX + dirY * dirY;
   if (lengthSquared <= 0) return unchanged;
@@ -166,13 +181,15 @@ SnapResult snapResize(const Frame& original, ResizeCorner corner, const Frame& p
   std::optional<ScaleMatch> best;
   const auto offer = [&](double t, AlignmentGuide::Axis axis, double line) {
     const double travel = diag * std::abs(t - s);
-    if (minScale <= t && travel <= reach && (!best || travel < best->distance)) best = ScaleMatch{travel, t, axis, line};
+    if (minScale <= t && travel <= reach && (!best || travel < best->distance))
+      best = ScaleMatch{travel, t, axis, line};
   };
   // A diagonal (almost) parallel to an axis cannot reach lines across that axis.
   constexpr double directionBound = 1e-9;
   const bool alongX = std::abs(dirX) > directionBound, alongY = std::abs(dirY) > directionBound;
   if (alongX) {
-    forEachLine<AlongX>(to, guidesX, [&](double c) { offer((c - anchor.x) / dirX, AlignmentGuide::Axis::vertical, c); });
+    forEachLine<AlongX>(to, guidesX,
+                        [&](double c) { offer((c - anchor.x) / dirX, AlignmentGuide::Axis::vertical, c); });
   }
   if (alongY) {
     forEachLine<AlongY>(to, guidesY,
@@ -205,7 +222,9 @@ SnapResult snapResizeFree(const Frame& original, ResizeCorner corner, const Fram
                           std::span<const double> guidesY, std::optional<double> grid, double zoom,
                           double threshold, double minSize) {
   if (zoom <= 0) return {proposed, {}};
-  const auto [anchor, dragged] = ItemGeometry::resizeAnchorAndStart(original, corner);
+  // Plain variables, not a structured binding: the lambdas below capture them (clang 14 refuses that).
+  const auto corners = ItemGeometry::resizeAnchorAndStart(original, corner);
+  const Point anchor = corners.anchor, dragged = corners.start;
   const double signX = anchor.x <= dragged.x ? 1.0 : -1.0;
   const double signY = anchor.y <= dragged.y ? 1.0 : -1.0;
   const double movingX = signX > 0 ? proposed.x + proposed.width : proposed.x;
@@ -218,7 +237,8 @@ SnapResult snapResizeFree(const Frame& original, ResizeCorner corner, const Fram
     std::optional<EdgeMatch> best;
     const auto offer = [&](double c) {
       const double d = std::abs(c - moving);
-      if (minSize <= sign * (c - anchorValue) && d <= reach && (!best || d < best->distance)) best = EdgeMatch{d, c};
+      if (minSize <= sign * (c - anchorValue) && d <= reach && (!best || d < best->distance))
+        best = EdgeMatch{d, c};
     };
     forEachLine<decltype(along)>(to, guides, offer);
     if (gridTakesPart(grid)) offer(gridLine(moving, *grid));
@@ -233,8 +253,8 @@ SnapResult snapResizeFree(const Frame& original, ResizeCorner corner, const Fram
   double height = signY * ((matchY ? matchY->line : movingY) - anchor.y);
   if (height <= minSize) height = minSize;
 
-  SnapResult result{{signX > 0 ? anchor.x : anchor.x - width, signY > 0 ? anchor.y : anchor.y - height, width, height},
-                    {}};
+  SnapResult result{
+      {signX > 0 ? anchor.x : anchor.x - width, signY > 0 ? anchor.y : anchor.y - height, width, height}, {}};
   if (matchX) result.guides.push_back(guideAt<AlongX>(matchX->line, result.frame, to));
   if (matchY) result.guides.push_back(guideAt<AlongY>(matchY->line, result.frame, to));
   return result;

@@ -15,14 +15,24 @@ std::optional<double> captionHeight(const CanvasItem& item, const CaptionHeights
   return entry->second;
 }
 
-// Stable, so that items of equal zIndex keep the manifest's order; pointers avoid copying items
-// that a rectangle layout then drops.
+// Stable, so that items of equal zIndex keep the manifest's order. Sorting (zIndex, pointer) pairs keeps
+// the comparisons in one contiguous array, and pointers avoid copying items a rectangle then drops.
 std::vector<const CanvasItem*> drawingOrder(std::span<const CanvasItem> items) {
+  struct Entry {
+    std::int64_t zIndex;
+    const CanvasItem* item;
+  };
+  std::vector<Entry> entries;
+  entries.reserve(items.size());
+  for (const CanvasItem& item : items) entries.push_back({item.zIndex, &item});
+  const auto byZIndex = [](const Entry& a, const Entry& b) { return a.zIndex < b.zIndex; };
+  // Boards are usually stored in drawing order already.
+  if (!std::is_sorted(entries.begin(), entries.end(), byZIndex)) {
+    std::stable_sort(entries.begin(), entries.end(), byZIndex);
+  }
   std::vector<const CanvasItem*> order;
-  order.reserve(items.size());
-  for (const CanvasItem& item : items) order.push_back(&item);
-  std::stable_sort(order.begin(), order.end(),
-                   [](const CanvasItem* a, const CanvasItem* b) { return a->zIndex < b->zIndex; });
+  order.reserve(entries.size());
+  for (const Entry& entry : entries) order.push_back(entry.item);
   return order;
 }
 

@@ -3,11 +3,14 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
+#include <limits>
 #include <string>
 
+#include "manifest/utf8.hpp"
 #include "zorvi/manifest_coding.hpp"
 
 namespace zorvi::ManifestCoder {
@@ -16,8 +19,14 @@ namespace {
 using rapidjson::SizeType;
 using Value = rapidjson::Value;
 
-// Full precision so that every double written by the encoder reads back to the same bits.
-constexpr unsigned kParseFlags = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag;
+// RapidJSON checks the syntax of numbers but hands their text over: its own conversion (1.1) has
+// undefined behaviour on extreme exponents and rounds some overflowing values to infinity, while
+// std::from_chars is correctly rounded, so every double the encoder writes reads back to the same
+// bits. UTF-8 is validated before parsing, in one fast pass over the whole text: bytes outside
+// strings must be ASCII anyway, so this refuses exactly what the parser's own, slower check would.
+// (Parsing in situ was tried and lost: the private copy it needs costs more in fresh pages than it
+// saves.)
+constexpr unsigned kParseFlags = rapidjson::kParseNumbersAsStringsFlag;
 
 // The parser recurses once per level; a bound keeps hostile nesting from exhausting the stack.
 constexpr int kMaxDepth = 512;
@@ -57,13 +66,19 @@ void appendPath(std::string& out, const Path& path) {
 
 std::string_view typeName(const Value& value) {
   switch (value.GetType()) {
-    case rapidjson::kNullType: return "null";
+    case rapidjson::kNullType:
+      return "null";
     case rapidjson::kFalseType:
-    case rapidjson::kTrueType: return "a boolean";
-    case rapidjson::kObjectType: return "an object";
-    case rapidjson::kArrayType: return "an array";
-    case rapidjson::kStringType: return "a string";
-    case rapidjson::kNumberType: return "a number";
+    case rapidjson::kTrueType:
+      return "a boolean";
+    case rapidjson::kObjectType:
+      return "an object";
+    case rapidjson::kArrayType:
+      return "an array";
+    case rapidjson::kStringType:
+      return "a string";
+    case rapidjson::kNumberType:
+      return "a number";
   }
   return "an unknown value";
 }
@@ -148,7 +163,7 @@ class Record {
 
   const Value& required(std::string_view key) const {
     const Value* value = find(key);
-    if (!value) fail(pathOf(key), "required key is missing");
+    if (!value) fail(pathOf(key), "required key is missing or null");
     return *value;
   }
 
@@ -193,11 +208,13 @@ constexpr std::array<std::string_view, 5> kShapeKeys{"fillColor", "strokeColor",
 constexpr std::array<std::string_view, 4> kDrawingKeys{"points", "color", "strokeWidth", "style"};
 constexpr std::array<std::string_view, 2> kPointKeys{"x", "y"};
 constexpr std::array<std::string_view, 15> kItemKeys{
-    "id",      "type",    "image",   "thumbnail", "naturalSize",      "source", "text",  "shape",
-    "drawing", "caption", "captionAlignment",     "frame",            "zIndex", "locked", "groupId"};
+    "id",     "type",   "image",   "thumbnail", "naturalSize",      "source",
+    "text",   "shape",  "drawing", "caption",   "captionAlignment", "frame",
+    "zIndex", "locked", "groupId"};
 constexpr std::array<std::string_view, 3> kViewportKeys{"offsetX", "offsetY", "zoom"};
 constexpr std::array<std::string_view, 2> kCanvasKeys{"backgroundColor", "lastViewport"};
-constexpr std::array<std::string_view, 6> kHeaderKeys{"title", "client", "model", "date", "location", "notes"};
+constexpr std::array<std::string_view, 6> kHeaderKeys{"title", "client",   "model",
+                                                      "date",  "location", "notes"};
 constexpr std::array<std::string_view, 2> kPageSetupKeys{"format", "orientation"};
 constexpr std::array<std::string_view, 7> kBoardKeys{"id",     "name",      "createdAt", "modifiedAt",
                                                      "canvas", "pageSetup", "header"};
@@ -310,9 +327,8 @@ Canvas decodeCanvas(const Value& value, const Path& at) {
 
 BoardHeader decodeHeader(const Value& value, const Path& at) {
   const Record r(value, at, kHeaderKeys);
-  return {r.optional("title", asString),    r.optional("client", asString),
-          r.optional("model", asString),    r.optional("date", asString),
-          r.optional("location", asString), r.optional("notes", asString)};
+  return {r.optional("title", asString), r.optional("client", asString),   r.optional("model", asString),
+          r.optional("date", asString),  r.optional("location", asString), r.optional("notes", asString)};
 }
 
 // Lenient by design: a page setup from a newer application must not make the board unreadable,
@@ -333,9 +349,12 @@ PageSetup decodePageSetup(const Value& value, const Path& at) {
 
 Board decodeBoard(const Value& value, const Path& at) {
   const Record r(value, at, kBoardKeys);
-  return {r.get("id", asUuid),           r.get("name", asString),
-          r.get("createdAt", asDate),    r.get("modifiedAt", asDate),
-          r.get("canvas", decodeCanvas), r.optional("pageSetup", decodePageSetup),
+  return {r.get("id", asUuid),
+          r.get("name", asString),
+          r.get("createdAt", asDate),
+          r.get("modifiedAt", asDate),
+          r.get("canvas", decodeCanvas),
+          r.optional("pageSetup", decodePageSetup),
           r.optional("header", decodeHeader)};
 }
 
@@ -343,6 +362,28 @@ Manifest decodeManifest(const Value& value) {
   const Path root;
   const Record r(value, root, kManifestKeys);
   return {r.get("schemaVersion", asInteger), r.get("board", decodeBoard), r.get("items", decodeItems)};
+}
+
+// Whether a JSON number that no double can hold is too large, as opposed to too small: the power
+// of ten of its first significant digit decides, since doubles reach from about 1e-324 to 1e308.
+bool isTooLarge(std::string_view number) {
+  const std::size_t e = number.find_first_of("eE");
+  std::int64_t exponent = 0;
+  if (e != std::string_view::npos) {
+    std::size_t at = e + 1;
+    const bool negative = number[at] == '-';
+    if (number[at] == '-' || number[at] == '+') ++at;
+    for (; at < number.size() && exponent < 1'000'000'000; ++at)
+      exponent = exponent * 10 + (number[at] - '0');
+    if (negative) exponent = -exponent;
+  }
+  std::string_view mantissa = number.substr(0, e);
+  if (mantissa[0] == '-') mantissa.remove_prefix(1);
+  const std::size_t dot = std::min(mantissa.find('.'), mantissa.size());
+  // JSON allows a leading zero only alone, so "0" means the first significant digit is a fraction digit.
+  if (mantissa[0] != '0') return static_cast<std::int64_t>(dot) + exponent > 0;
+  const std::size_t firstSignificant = mantissa.find_first_not_of('0', dot + 1);
+  return exponent - static_cast<std::int64_t>(firstSignificant - dot) + 1 > 0;
 }
 
 // RapidJSON encodes an escaped lone low surrogate ("\uDC00") as the three bytes ED B0 80, which
@@ -355,11 +396,13 @@ bool holdsSurrogate(const char* text, SizeType length) {
   return false;
 }
 
-// Forwards parse events to the document, refusing what the parser itself lets through: nesting
-// deep enough to exhaust the stack, and escaped lone surrogates.
+// Forwards parse events to the document, converting numbers and refusing what the parser itself
+// lets through: nesting deep enough to exhaust the stack, and escaped lone surrogates.
 class CheckedHandler {
  public:
-  explicit CheckedHandler(rapidjson::Document& document) : document_(document) {}
+  // checkSurrogates: the text holds an escape that may be one ("\\uD…" in either case).
+  CheckedHandler(rapidjson::Document& document, bool checkSurrogates)
+      : document_(document), checkSurrogates_(checkSurrogates) {}
 
   bool Null() { return document_.Null(); }
   bool Bool(bool b) { return document_.Bool(b); }
@@ -368,8 +411,29 @@ class CheckedHandler {
   bool Int64(std::int64_t i) { return document_.Int64(i); }
   bool Uint64(std::uint64_t u) { return document_.Uint64(u); }
   bool Double(double d) { return document_.Double(d); }
-  bool RawNumber(const char* s, SizeType n, bool copy) { return document_.RawNumber(s, n, copy); }
-  bool String(const char* s, SizeType n, bool copy) { return checkText(s, n) && document_.String(s, n, copy); }
+
+  // A number written without fraction or exponent becomes an integer when it fits 64 signed bits;
+  // every other becomes a double, so integer fields can tell them apart. A value too small for a
+  // double reads as zero, as rounding gives; one too large is refused.
+  bool RawNumber(const char* s, SizeType n, bool) {
+    const char* end = s + n;
+    if (std::find_if(s, end, [](char c) { return c == '.' || c == 'e' || c == 'E'; }) == end) {
+      std::int64_t integer = 0;
+      if (std::from_chars(s, end, integer).ec == std::errc{}) return document_.Int64(integer);
+    }
+    double number = 0;
+    if (std::from_chars(s, end, number).ec == std::errc::result_out_of_range) {
+      if (isTooLarge(std::string_view(s, n))) {
+        refusal_ = "number too large for a double";
+        return false;
+      }
+      number = *s == '-' ? -0.0 : 0.0;
+    }
+    return document_.Double(number);
+  }
+  bool String(const char* s, SizeType n, bool copy) {
+    return checkText(s, n) && document_.String(s, n, copy);
+  }
   bool Key(const char* s, SizeType n, bool copy) { return checkText(s, n) && document_.Key(s, n, copy); }
   bool StartObject() { return enter() && document_.StartObject(); }
   bool EndObject(SizeType members) {
@@ -393,12 +457,13 @@ class CheckedHandler {
   }
 
   bool checkText(const char* s, SizeType n) {
-    if (!holdsSurrogate(s, n)) return true;
+    if (!checkSurrogates_ || !holdsSurrogate(s, n)) return true;
     refusal_ = "escaped lone surrogate in a string";
     return false;
   }
 
   rapidjson::Document& document_;
+  bool checkSurrogates_;
   int depth_ = 0;
   std::string_view refusal_;
 };
@@ -407,21 +472,28 @@ class CheckedHandler {
   throw ManifestDecodingError("invalid JSON at byte " + decimal(offset) + ": " + std::string(problem));
 }
 
+bool mayEscapeSurrogate(std::string_view json) {
+  for (std::size_t at = json.find("\\u"); at != std::string_view::npos; at = json.find("\\u", at + 2)) {
+    if (at + 2 < json.size() && (json[at + 2] == 'd' || json[at + 2] == 'D')) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 Manifest decode(std::string_view json) {
-  // The parser reads a NUL byte as the end of its input; a raw NUL is never valid JSON anyway.
-  if (const void* nul = std::memchr(json.data(), 0, json.size())) {
-    failSyntax("NUL byte", static_cast<std::size_t>(static_cast<const char*>(nul) - json.data()));
+  // RapidJSON measures strings in 32 bits; a longer one would be cut short without a word.
+  if (json.size() > std::numeric_limits<SizeType>::max()) failSyntax("larger than 4 GiB", 0);
+  // The parser also reads a NUL byte as the end of its input; a raw NUL is never valid JSON.
+  if (const std::size_t fault = utf8::firstFault(json, true); fault != json.size()) {
+    failSyntax(json[fault] == 0 ? "NUL byte" : "invalid UTF-8", fault);
   }
 
   rapidjson::Document document;
   rapidjson::MemoryStream stream(json.data(), json.size());
   rapidjson::Reader reader;
-  CheckedHandler handler(document);
-  auto generate = [&](rapidjson::Document&) {
-    return !reader.Parse<kParseFlags>(stream, handler).IsError();
-  };
+  CheckedHandler handler(document, mayEscapeSurrogate(json));
+  auto generate = [&](rapidjson::Document&) { return !reader.Parse<kParseFlags>(stream, handler).IsError(); };
   document.Populate(generate);
   if (reader.HasParseError()) {
     if (!handler.refusal().empty()) failSyntax(handler.refusal(), reader.GetErrorOffset());

@@ -1,12 +1,12 @@
-#include <rapidjson/encodings.h>
-#include <rapidjson/memorystream.h>
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
 #include <cmath>
+#include <limits>
 #include <string>
 
 #include "manifest/date_coding.hpp"
+#include "manifest/utf8.hpp"
 #include "zorvi/manifest_coding.hpp"
 
 namespace zorvi::ManifestCoder {
@@ -14,21 +14,9 @@ namespace {
 
 using Buffer = rapidjson::StringBuffer;
 
-// RapidJSON 1.1's PrettyWriter does not compile with kWriteValidateEncodingFlag, so strings are
-// checked here, with the same validator the reader applies.
-bool isValidUtf8(std::string_view text) {
-  struct Discard {
-    void Put(char) {}
-  } sink;
-  rapidjson::MemoryStream in(text.data(), text.size());
-  while (in.Tell() < text.size()) {
-    if (!rapidjson::UTF8<>::Validate(in, sink)) return false;
-  }
-  return true;
-}
-
-// Writes one object at a time. Callers list keys in ascending byte order themselves: the order is
-// part of the file format, and spelling it out keeps it visible next to the fields.
+// RapidJSON's pretty writer behind calls that refuse whatever could not be read back. Callers
+// list keys in ascending byte order themselves: the order is part of the file format, and
+// spelling it out keeps it visible next to the fields.
 class Writer {
  public:
   explicit Writer(Buffer& buffer) : writer_(buffer) { writer_.SetIndent(' ', 2); }
@@ -55,8 +43,13 @@ class Writer {
   }
 
   void string(std::string_view key, std::string_view value) {
-    if (!isValidUtf8(value)) {
+    // Checked here rather than by the writer: RapidJSON 1.1's PrettyWriter does not compile with
+    // kWriteValidateEncodingFlag.
+    if (!utf8::isValid(value)) {
       throw ManifestEncodingError("\"" + std::string(key) + "\" holds text that is not valid UTF-8");
+    }
+    if (value.size() > std::numeric_limits<rapidjson::SizeType>::max()) {
+      throw ManifestEncodingError("\"" + std::string(key) + "\" holds more text than the writer can take");
     }
     this->key(key);
     writer_.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
@@ -64,7 +57,8 @@ class Writer {
 
   void number(std::string_view key, double value) {
     if (!std::isfinite(value)) {
-      throw ManifestEncodingError("\"" + std::string(key) + "\" holds NaN or an infinity, which JSON cannot hold");
+      throw ManifestEncodingError("\"" + std::string(key) +
+                                  "\" holds NaN or an infinity, which JSON cannot hold");
     }
     this->key(key);
     writer_.Double(value);
@@ -137,7 +131,7 @@ void writeShape(Writer& w, const ShapeContent& shape) {
     w.optional("strokeColor", shape.strokeColor, &Writer::string);
     w.number("strokeWidth", shape.strokeWidth);
     w.optional("title", shape.title, &Writer::string);
-    if (shape.titleFontSize) w.number("titleFontSize", *shape.titleFontSize);
+    w.optional("titleFontSize", shape.titleFontSize, &Writer::number);
   });
 }
 

@@ -2,6 +2,7 @@
 
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 #include <utf8proc.h>
@@ -123,15 +124,23 @@ std::string SemanticVersion::description() const {
 }
 
 UpdateManifest UpdateManifest::decode(std::string_view json) {
-  rapidjson::Document document;
-  // Iterative parsing: a hostile feed nested a million levels deep must not exhaust the stack.
-  document.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag>(json.data(), json.size());
-  if (document.HasParseError()) {
+  const auto syntaxError = [](std::string_view problem, std::size_t offset) {
     std::string message = "invalid JSON at byte ";
-    appendNumber(message, static_cast<std::int64_t>(document.GetErrorOffset()));
+    appendNumber(message, static_cast<std::int64_t>(offset));
     message += ": ";
-    message += rapidjson::GetParseError_En(document.GetParseError());
+    message += problem;
     fail(std::move(message));
+  };
+  // The parser takes a NUL byte for the end of its input, which would let trailing bytes through.
+  if (const std::size_t nul = json.find('\0'); nul != std::string_view::npos) syntaxError("NUL byte", nul);
+
+  rapidjson::Document document;
+  // A bare memory stream, so a byte order mark is refused like any other stray byte; iterative parsing,
+  // so a hostile feed nested a million levels deep cannot exhaust the stack.
+  rapidjson::MemoryStream stream(json.data(), json.size());
+  document.ParseStream<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag>(stream);
+  if (document.HasParseError()) {
+    syntaxError(rapidjson::GetParseError_En(document.GetParseError()), document.GetErrorOffset());
   }
   if (!document.IsObject()) fail("the document is not a JSON object");
 

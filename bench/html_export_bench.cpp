@@ -1,0 +1,70 @@
+// Export of a board holding 100 MB of pictures against its floor: encoding those pictures alone.
+#include <benchmark/benchmark.h>
+
+#include <random>
+#include <string>
+
+#include "export/html_text.hpp"
+#include "zorvi/html_exporter.hpp"
+
+namespace zorvi {
+namespace {
+
+constexpr std::size_t kImages = 50;
+constexpr std::size_t kImageBytes = 2 * 1024 * 1024;
+
+// Random bytes behind a PNG signature: incompressible like real pictures, recognised by their start.
+const BoardBundle& bigBoard() {
+  static const BoardBundle bundle = [] {
+    BoardBundle b;
+    b.manifest.board.name = "Benchmark";
+    b.manifest.board.canvas.backgroundColor = "#FFFFFF";
+    std::mt19937_64 random(42);
+    for (std::size_t i = 0; i < kImages; ++i) {
+      Uuid id;
+      id.bytes[15] = static_cast<std::uint8_t>(i);
+      const std::string name = id.string() + ".png";
+      Bytes data(kImageBytes);
+      for (auto& byte : data) byte = static_cast<std::uint8_t>(random());
+      const Bytes signature{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+      std::copy(signature.begin(), signature.end(), data.begin());
+      b.images["images/" + name] = data;
+      b.thumbnails["thumbnails/" + name] = Bytes(signature);
+      const double x = static_cast<double>(i % 10) * 220, y = static_cast<double>(i / 10) * 180;
+      b.manifest.items.emplace_back(id, "images/" + name, "thumbnails/" + name, Frame{x, y, 200, 150},
+                                    static_cast<std::int64_t>(i), PixelSize{4000, 3000}, ItemSource{},
+                                    "Picture " + std::to_string(i), std::nullopt, false, std::nullopt);
+    }
+    return b;
+  }();
+  return bundle;
+}
+
+void BM_ExportBoard(benchmark::State& state) {
+  const BoardBundle& bundle = bigBoard();
+  for (auto _ : state) {
+    std::string html = HTMLExporter::exportBoard(bundle, {});
+    benchmark::DoNotOptimize(html.data());
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * kImages * kImageBytes));
+}
+BENCHMARK(BM_ExportBoard)->Unit(benchmark::kMillisecond);
+
+void BM_EncodeImagesFloor(benchmark::State& state) {
+  const BoardBundle& bundle = bigBoard();
+  for (auto _ : state) {
+    for (const auto& [path, bytes] : bundle.images) {
+      std::string encoded;
+      encoded.reserve(html::base64Length(bytes.size()));
+      html::appendBase64(encoded, bytes);
+      benchmark::DoNotOptimize(encoded.data());
+    }
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * kImages * kImageBytes));
+}
+BENCHMARK(BM_EncodeImagesFloor)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace zorvi
+
+BENCHMARK_MAIN();

@@ -1,0 +1,125 @@
+#!/usr/bin/env bash
+# Measures `zorvi thumbnail` at 256 px against what the same work costs elsewhere, in one run:
+#   floor          decoding the board's images alone at the scale their frames need (decode_floor)
+#   vipsthumbnail  the same images, --size 256
+#   gdk-pixbuf     gdk-pixbuf-thumbnailer on the tiny board's bare JPEG (a file manager's default)
+# and the peak memory (maximum resident set) of each command.
+#
+#   bench/thumbnail_bench.sh [BUILD_DIR] [WORK_DIR]
+#
+# BUILD_DIR defaults to build/release (cmake --preset release && cmake --build --preset release);
+# WORK_DIR, where the boards are generated once and kept, to ${TMPDIR:-/tmp}/zorvi-bench.
+# BOARDS="tiny typical" measures a subset. Times are means from hyperfine (a loop of /usr/bin/time
+# when it is missing), process start included for every command but the in-process floor; each is
+# shown as wall/cpu, since on a shared machine the CPU time is the steadier of the two. Targets
+# are judged on wall time.
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=$(cd "${1:-$root/build/release}" && pwd)
+work=${2:-${TMPDIR:-/tmp}/zorvi-bench}
+size=256
+
+die() { echo "thumbnail_bench: $*" >&2; exit 1; }
+
+floor=$build/bench/decode_floor
+[ -x "$floor" ] || die "$floor is missing: build the release preset"
+zorvi=${ZORVI:-$(find "$build/tools" -type f -name zorvi -perm -u+x 2>/dev/null | head -n 1)}
+for tool in vipsthumbnail gdk-pixbuf-thumbnailer python3; do
+  command -v "$tool" >/dev/null || die "$tool is not installed (bash scripts/setup.sh)"
+done
+[ -x /usr/bin/time ] || die "/usr/bin/time is not installed (bash scripts/setup.sh)"
+
+python3 "$root/bench/make_bench_boards.py" boards "$work" >/dev/null
+out=$(mktemp -d "${TMPDIR:-/tmp}/zorvi-bench-out.XXXXXX")
+trap 'rm -rf "$out"' EXIT
+
+# Mean wall time and mean CPU time (user + system) of a command, in milliseconds: "WALL CPU".
+time_ms() {
+  local runs=$1; shift
+  if command -v hyperfine >/dev/null; then
+    hyperfine --shell=none --warmup 1 --min-runs "$runs" --style none --export-json "$out/h.json" -- "$*" \
+      >/dev/null 2>&1 || die "failed: $*"
+    python3 -c '
+import json, sys
+r = json.load(open(sys.argv[1]))["results"][0]
+print("%.1f %.1f" % (r["mean"] * 1000, (r["user"] + r["system"]) * 1000))' "$out/h.json"
+  else
+    "$@" >/dev/null 2>&1 || die "failed: $*"
+    : >"$out/loop"
+    for _ in $(seq "$runs"); do
+      /usr/bin/time -a -o "$out/loop" -f "%e %U %S" "$@" >/dev/null 2>&1
+    done
+    awk '{ w += $1; c += $2 + $3 } END { printf "%.1f %.1f\n", w * 1000 / NR, c * 1000 / NR }' "$out/loop"
+  fi
+}
+
+# Peak resident memory of one run, in MB.
+peak_mb() {
+  /usr/bin/time -f %M -o "$out/rss" "$@" >/dev/null 2>&1 || die "failed: $*"
+  awk '{printf "%.0f\n", $1/1024}' "$out/rss"
+}
+
+# The floor's median wall and CPU time in milliseconds: "WALL CPU".
+floor_ms() {
+  "$floor" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true --benchmark_format=json "$1" \
+    2>/dev/null | python3 -c '
+import json, sys
+median = next(r for r in json.load(sys.stdin)["benchmarks"] if r.get("aggregate_name") == "median")
+print("%.1f %.1f" % (median["real_time"], median["cpu_time"]))'
+}
+
+# "A/B" of two "WALL CPU" pairs, as "wall-ratio/cpu-ratio".
+ratio() {
+  awk -v a="$1" -v b="$2" 'BEGIN {
+    if (a == "n/a" || b == "n/a") { print "n/a"; exit }
+    split(a, x, " "); split(b, y, " ")
+    printf "%.2f/%.2f\n", x[1] / y[1], (y[2] > 0 ? x[2] / y[2] : 0) }'
+}
+pair() { [ "$1" = n/a ] && echo n/a || echo "${1/ //}"; }
+# Judges the wall-clock part of a ratio against its target.
+verdict() {  # ratio, "<=" or ">=", target
+  awk -v r="$1" -v op="$2" -v t="$3" 'BEGIN {
+    if (r == "n/a") { print "n/a"; exit }
+    split(r, v, "/")
+    print ((op == "<=" && v[1] <= t) || (op == ">=" && v[1] >= t)) ? "met" : "MISSED" }'
+}
+
+if [ -z "$zorvi" ] || ! "$zorvi" thumbnail "$work/tiny.zorvi" "$out/probe.png" --size "$size" 2>/dev/null; then
+  echo "note: no working 'zorvi thumbnail' under $build/tools; its columns read n/a" >&2
+  zorvi=""
+fi
+
+declare -A runs=([tiny]=30 [typical]=10 [large]=5)
+echo "times in ms as wall/cpu; ratios as wall/cpu; memory is peak resident set"
+printf '%-8s %6s %15s %15s %12s %15s %12s %9s %8s\n' board images "zorvi" "floor" "zorvi/floor" \
+  "vipsthumbnail" "vips/zorvi" "zorvi MB" "vips MB"
+rows=()
+for board in ${BOARDS:-tiny typical large}; do
+  file=$work/$board.zorvi
+  python3 "$root/bench/make_bench_boards.py" needs "$file" "$size" "$work/$board" >"$out/$board.list"
+  mapfile -t images < <(cut -d' ' -f1 "$out/$board.list")
+  mkdir -p "$out/vips-$board"
+
+  f=$(floor_ms "$out/$board.list")
+  v=$(time_ms "${runs[$board]}" vipsthumbnail --size "$size" -o "$out/vips-$board/%s.png" "${images[@]}")
+  vm=$(peak_mb vipsthumbnail --size "$size" -o "$out/vips-$board/%s.png" "${images[@]}")
+  z=n/a zm=n/a
+  if [ -n "$zorvi" ]; then
+    z=$(time_ms "${runs[$board]}" "$zorvi" thumbnail "$file" "$out/$board.png" --size "$size")
+    zm=$(peak_mb "$zorvi" thumbnail "$file" "$out/$board.png" --size "$size")
+  fi
+  zf=$(ratio "$z" "$f") vz=$(ratio "$v" "$z")
+  printf '%-8s %6s %15s %15s %12s %15s %12s %9s %8s\n' "$board" "${#images[@]}" "$(pair "$z")" "$(pair "$f")" \
+    "$zf" "$(pair "$v")" "$vz" "$zm" "$vm"
+  if [ "$board" = tiny ]; then
+    g=$(time_ms "${runs[$board]}" gdk-pixbuf-thumbnailer -s "$size" "${images[0]}" "$out/gdk.png")
+    gm=$(peak_mb gdk-pixbuf-thumbnailer -s "$size" "${images[0]}" "$out/gdk.png")
+    gz=$(ratio "$g" "$z")
+    rows+=("tiny: gdk-pixbuf-thumbnailer on the bare JPEG $(pair "$g") ms, $gm MB; gdk/zorvi $gz, target >= 2.5: $(verdict "$gz" ">=" 2.5)")
+  else
+    rows+=("$board: zorvi/floor $zf, target <= 1.2: $(verdict "$zf" "<=" 1.2); vips/zorvi $vz, target >= 1.8: $(verdict "$vz" ">=" 1.8)")
+  fi
+done
+echo
+printf '%s\n' "${rows[@]}"

@@ -1,0 +1,53 @@
+// Escaping any text must be undone by reading the five entities back, colours that pass must be a
+// trimmed piece of the input, and numbers must always be written.
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "zorvi/html_exporter.hpp"
+
+namespace {
+
+std::string unescape(std::string_view text) {
+  static constexpr std::pair<std::string_view, char> entities[] = {
+      {"&amp;", '&'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&#39;", '\''}};
+  std::string out;
+  for (std::size_t i = 0; i < text.size();) {
+    bool replaced = false;
+    for (const auto& [entity, c] : entities) {
+      if (text.substr(i, entity.size()) == entity) {
+        out += c;
+        i += entity.size();
+        replaced = true;
+        break;
+      }
+    }
+    if (!replaced) out += text[i++];
+  }
+  return out;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace zorvi::HTMLExporter;
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  if (unescape(escape(text)) != text) std::abort();
+
+  const auto colour = validColor(text);
+  if (colour && (colour->empty() || (*colour)[0] != '#' || text.find(*colour) == std::string::npos)) std::abort();
+  if (sanitizedColor(text) != colour.value_or("#FFFFFF")) std::abort();
+
+  if (size >= sizeof(double)) {
+    double value;
+    std::memcpy(&value, data, sizeof value);
+    const std::string written = fmt(value);
+    if (written.empty() || written.find_first_not_of("-0123456789.naif") != std::string::npos) std::abort();
+    if (std::isfinite(value) && std::abs(std::strtod(written.c_str(), nullptr) - value) > 0.005 + std::abs(value) * 1e-15)
+      std::abort();
+  }
+  return 0;
+}

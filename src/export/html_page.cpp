@@ -1,0 +1,59 @@
+#include "export/html_elements.hpp"
+#include "export/html_text.hpp"
+#include "zorvi/canvas_contrast.hpp"
+#include "zorvi/html_exporter.hpp"
+
+namespace zorvi::HTMLExporter {
+
+std::string contrastColor(std::string_view background) {
+  const auto luminance = CanvasContrast::luminance(background);
+  return !luminance || *luminance >= 0.5 ? "#000000" : "#FFFFFF";
+}
+
+namespace {
+
+std::string singlePage(const BoardBundle& bundle, const html::PictureMap& pictures,
+                       const CaptionHeights& captionHeights) {
+  const Board& board = bundle.manifest.board;
+  const BoardLayout layout(bundle.manifest.items, captionHeights);
+  const std::string& background = board.canvas.backgroundColor;
+  const std::string captionColor = contrastColor(background);
+
+  std::string out;
+  out.reserve(4096 + board.name.size() * 2 + html::estimatedItemsSize(layout, pictures));
+  out += html::documentOpening;
+  html::appendEscaped(out, board.name);
+  out +=
+      "</title>\n"
+      "  <style>\n"
+      "    * { margin: 0; padding: 0; box-sizing: border-box; }\n"
+      "    body { background: ";
+  out += html::validColorView(background).value_or("#FFFFFF");
+  out += "; }\n    .board { position: relative; width: ";
+  html::appendNumber(out, layout.width);
+  out += "px; height: ";
+  html::appendNumber(out, layout.height);
+  out += "px; margin: 0 auto; }\n";
+  out += html::itemStyleSheet;
+  out +=
+      "  </style>\n"
+      "</head>\n"
+      "<body>\n"
+      "  <div class=\"board\">\n";
+  html::appendItems(out, layout, pictures, background, captionColor);
+  out += "  </div>\n</body>\n</html>\n";
+  return out;
+}
+
+}  // namespace
+
+std::string exportBoard(const BoardBundle& bundle, const CaptionHeights& captionHeights) {
+  return singlePage(bundle, html::picturesOf(bundle), captionHeights);
+}
+
+std::string exportBoard(const BoardBundle& bundle, const ImageMap& images, const CaptionHeights& captionHeights) {
+  return singlePage(bundle, html::picturesOf(images), captionHeights);
+}
+
+
+}  // namespace zorvi::HTMLExporter

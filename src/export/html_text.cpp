@@ -1,0 +1,222 @@
+#include "export/html_text.hpp"
+
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "unicode/unicode.hpp"
+#include "zorvi/html_exporter.hpp"
+
+namespace zorvi::html {
+namespace {
+
+struct Scalar {
+  std::int32_t value;  // -1 when the bytes are not valid UTF-8
+  std::size_t length;
+};
+
+Scalar decodeFirst(std::string_view text) {
+  utf8proc_int32_t value = -1;
+  const auto n = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+                                  static_cast<utf8proc_ssize_t>(text.size()), &value);
+  if (n <= 0) return {-1, 1};
+  return {value, static_cast<std::size_t>(n)};
+}
+
+Scalar decodeLast(std::string_view text) {
+  std::size_t start = text.size() - 1;
+  const std::size_t floor = text.size() >= 4 ? text.size() - 4 : 0;
+  while (start > floor && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80) --start;
+  const Scalar s = decodeFirst(text.substr(start));
+  if (s.value < 0 || start + s.length != text.size()) return {-1, 1};
+  return s;
+}
+
+// Colours are trimmed of horizontal space only: a line break makes the colour invalid.
+bool isSpaceOrTab(std::int32_t scalar) {
+  return scalar == 0x09 || (scalar >= 0 && utf8proc_category(scalar) == UTF8PROC_CATEGORY_ZS);
+}
+
+std::string_view trimSpacesAndTabs(std::string_view text) {
+  while (!text.empty()) {
+    const Scalar s = decodeFirst(text);
+    if (!isSpaceOrTab(s.value)) break;
+    text.remove_prefix(s.length);
+  }
+  while (!text.empty()) {
+    const Scalar s = decodeLast(text);
+    if (!isSpaceOrTab(s.value)) break;
+    text.remove_suffix(s.length);
+  }
+  return text;
+}
+
+bool isHexDigit(std::int32_t c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F') ||
+         (c >= 0xFF10 && c <= 0xFF19) || (c >= 0xFF21 && c <= 0xFF26) || (c >= 0xFF41 && c <= 0xFF46);
+}
+
+// A user-perceived character is a hex digit only when it is one digit scalar with nothing attached.
+bool isHexDigitCharacter(std::string_view cluster) {
+  const Scalar s = decodeFirst(cluster);
+  return s.length == cluster.size() && isHexDigit(s.value);
+}
+
+std::string_view entityFor(char c) {
+  switch (c) {
+    case '&': return "&amp;";
+    case '<': return "&lt;";
+    case '>': return "&gt;";
+    case '"': return "&quot;";
+    case '\'': return "&#39;";
+    default: return {};
+  }
+}
+
+bool isAscii(char c) { return static_cast<unsigned char>(c) < 0x80; }
+
+constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+// Two output characters per 12 input bits halves the table look-ups of the inner loop.
+constexpr std::array<char, 8192> makePairTable() {
+  std::array<char, 8192> table{};
+  for (std::size_t i = 0; i < 4096; ++i) {
+    table[2 * i] = kAlphabet[i >> 6];
+    table[2 * i + 1] = kAlphabet[i & 63];
+  }
+  return table;
+}
+constexpr std::array<char, 8192> kPairs = makePairTable();
+
+}  // namespace
+
+void appendNumber(std::string& out, double value) {
+  double r = std::round(value * 100) / 100;
+  if (std::isnan(r)) {
+    out += "nan";
+    return;
+  }
+  // Scaling a huge finite value by 100 overflows; it is integral already, so keep it.
+  if (std::isinf(r) && std::isfinite(value)) r = value;
+  char buffer[std::numeric_limits<double>::max_exponent10 + 32];
+  char* end = buffer;
+  if (r == std::trunc(r)) {
+    if (r >= -0x1p63 && r < 0x1p63) {
+      appendInteger(out, static_cast<std::int64_t>(r));  // -0.0 becomes 0 here
+      return;
+    }
+    end = std::to_chars(buffer, std::end(buffer), r, std::chars_format::fixed, 0).ptr;
+  } else {
+    end = std::to_chars(buffer, std::end(buffer), r, std::chars_format::fixed, 2).ptr;
+    while (end[-1] == '0') --end;
+    if (end[-1] == '.') --end;
+  }
+  out.append(buffer, end);
+}
+
+void appendInteger(std::string& out, std::int64_t value) {
+  char buffer[24];
+  const auto result = std::to_chars(buffer, std::end(buffer), value);
+  out.append(buffer, result.ptr);
+}
+
+void appendEscaped(std::string& out, std::string_view text) {
+  std::size_t i = 0;
+  std::size_t copied = 0;  // text[copied, i) is waiting to be copied
+  while (i < text.size()) {
+    const char c = text[i];
+    std::size_t length = 1;
+    // Two ASCII characters always have a boundary between them except CR LF; only a following
+    // non-ASCII character can attach to this one.
+    const bool single = isAscii(c) && (i + 1 == text.size() || (isAscii(text[i + 1]) && c != '\r'));
+    if (!single) length = unicode::nextGraphemeLength(text.substr(i));
+    if (length == 1) {
+      const std::string_view entity = entityFor(c);
+      if (!entity.empty()) {
+        out.append(text, copied, i - copied);
+        out += entity;
+        copied = i + 1;
+      }
+    }
+    i += length;
+  }
+  out.append(text, copied, text.size() - copied);
+}
+
+std::optional<std::string_view> validColorView(std::string_view text) {
+  const std::string_view trimmed = trimSpacesAndTabs(text);
+  if (trimmed.empty() || trimmed[0] != '#' || unicode::nextGraphemeLength(trimmed) != 1) return std::nullopt;
+  std::size_t digits = 0;
+  bool allHex = true;
+  unicode::forEachGrapheme(trimmed.substr(1), [&](std::string_view cluster) {
+    ++digits;
+    if (!isHexDigitCharacter(cluster)) allHex = false;
+  });
+  if (!allHex || (digits != 3 && digits != 6)) return std::nullopt;
+  return trimmed;
+}
+
+void appendBase64(std::string& out, std::span<const std::uint8_t> bytes) {
+  out.reserve(out.size() + base64Length(bytes.size()));
+  // Encoding into a small buffer that stays in cache, then appending, writes the output once;
+  // resizing first would also zero-fill it.
+  constexpr std::size_t kChunkBytes = 6144;
+  char chunk[kChunkBytes / 3 * 4];
+  const std::uint8_t* src = bytes.data();
+  const std::uint8_t* const whole = src + bytes.size() / 3 * 3;
+  while (src != whole) {
+    const std::uint8_t* const stop = src + std::min<std::size_t>(kChunkBytes, static_cast<std::size_t>(whole - src));
+    char* dst = chunk;
+    for (; src != stop; src += 3, dst += 4) {
+      const std::uint32_t v = std::uint32_t{src[0]} << 16 | std::uint32_t{src[1]} << 8 | src[2];
+      const char* hi = &kPairs[(v >> 12) * 2];
+      const char* lo = &kPairs[(v & 0xFFF) * 2];
+      dst[0] = hi[0];
+      dst[1] = hi[1];
+      dst[2] = lo[0];
+      dst[3] = lo[1];
+    }
+    out.append(chunk, dst);
+  }
+  const std::size_t rest = bytes.size() % 3;
+  if (rest != 0) {
+    const std::uint32_t v = std::uint32_t{src[0]} << 16 | (rest == 2 ? std::uint32_t{src[1]} << 8 : 0);
+    const char tail[4] = {kAlphabet[v >> 18], kAlphabet[(v >> 12) & 63], rest == 2 ? kAlphabet[(v >> 6) & 63] : '=',
+                          '='};
+    out.append(tail, 4);
+  }
+}
+
+}  // namespace zorvi::html
+
+namespace zorvi::HTMLExporter {
+
+std::string fmt(double value) {
+  std::string out;
+  html::appendNumber(out, value);
+  return out;
+}
+
+std::optional<std::string> validColor(const std::optional<std::string>& text) {
+  if (!text) return std::nullopt;
+  const auto valid = html::validColorView(*text);
+  if (!valid) return std::nullopt;
+  return std::string(*valid);
+}
+
+std::string sanitizedColor(std::string_view text) {
+  return std::string(html::validColorView(text).value_or("#FFFFFF"));
+}
+
+std::string escape(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  html::appendEscaped(out, text);
+  return out;
+}
+
+}  // namespace zorvi::HTMLExporter

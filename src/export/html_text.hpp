@@ -1,0 +1,31 @@
+// Appending forms of the exporter's formatters: the documents are built in one string.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace zorvi::html {
+
+// Appends HTMLExporter::fmt(value).
+void appendNumber(std::string& out, double value);
+
+// Appends a whole number in decimal.
+void appendInteger(std::string& out, std::int64_t value);
+
+// Appends HTMLExporter::escape(text).
+void appendEscaped(std::string& out, std::string_view text);
+
+// The colour rule of HTMLExporter::validColor, as a view into text.
+std::optional<std::string_view> validColorView(std::string_view text);
+
+// Length of the standard padded base64 form of n bytes.
+constexpr std::size_t base64Length(std::size_t n) { return (n + 2) / 3 * 4; }
+
+// Appends the RFC 4648 base64 form of bytes, padded, without line breaks.
+void appendBase64(std::string& out, std::span<const std::uint8_t> bytes);
+
+}  // namespace zorvi::html

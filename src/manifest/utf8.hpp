@@ -1,0 +1,17 @@
+// UTF-8 validation shared by the manifest reader and writer, so both accept the same text.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace zorvi::utf8 {
+
+// The offset of the first byte that does not belong to well-formed UTF-8 (no overlong forms,
+// surrogates or code points above U+10FFFF), or of the first NUL byte when refuseNul is set;
+// text.size() when there is none.
+std::size_t firstFault(std::string_view text, bool refuseNul);
+
+// True when the whole text is well-formed UTF-8; NUL is a character like any other.
+inline bool isValid(std::string_view text) { return firstFault(text, false) == text.size(); }
+
+}  // namespace zorvi::utf8

@@ -1,0 +1,44 @@
+#include <cmath>
+#include <limits>
+
+#include "zorvi/board_renderer.hpp"
+
+namespace zorvi::BoardPreviewRenderer {
+namespace {
+
+// Whole pixels, halves away from zero, at least 1; nothing when the count leaves the 64-bit range.
+std::optional<std::int64_t> wholePixels(double length) {
+  const double rounded = std::round(length);
+  // 2^63 is the first double beyond the range; NaN fails the comparison too.
+  if (!(rounded < 9223372036854775808.0)) return std::nullopt;
+  return std::max<std::int64_t>(static_cast<std::int64_t>(rounded), 1);
+}
+
+}  // namespace
+
+std::optional<PixelBudget> pixelBudget(double width, double height, double maxPixel) {
+  if (!(width > 0) || !(height > 0) || !(maxPixel > 0)) return std::nullopt;
+  const double longer = width <= height ? height : width;
+  const double scale = maxPixel / longer;
+  const auto pixelWidth = wholePixels(width * scale);
+  const auto pixelHeight = wholePixels(height * scale);
+  if (!pixelWidth || !pixelHeight) return std::nullopt;
+  return PixelBudget{*pixelWidth, *pixelHeight, scale};
+}
+
+std::optional<Raster> render(const BoardBundle& bundle, double maxPixel) {
+  const BoardLayout layout(bundle.manifest.items, CaptionHeights{});
+  const auto budget = pixelBudget(layout.width, layout.height, maxPixel);
+  if (!budget || budget->width > std::numeric_limits<std::int32_t>::max() ||
+      budget->height > std::numeric_limits<std::int32_t>::max()) return std::nullopt;
+  const auto width = static_cast<std::int32_t>(budget->width);
+  const auto height = static_cast<std::int32_t>(budget->height);
+  return RasterCanvas::render(width, height, [&](DrawingContext& context) {
+    context.fillRect({0, 0, static_cast<double>(width), static_cast<double>(height)}, {1, 1, 1, 1});
+    context.scale(budget->scale, budget->scale);
+    BoardCGRenderer::draw(layout, context, HTMLExporter::fullResolutionImages(bundle),
+                          bundle.manifest.board.canvas.backgroundColor);
+  });
+}
+
+}  // namespace zorvi::BoardPreviewRenderer

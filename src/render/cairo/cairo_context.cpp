@@ -1,0 +1,224 @@
+#include "render/cairo/cairo_context.hpp"
+
+#include <cmath>
+#include <limits>
+
+#include "render/cairo/pango_text.hpp"
+
+namespace zorvi {
+namespace {
+
+bool finite(double v) { return std::isfinite(v); }
+bool finite(const Rect& r) { return finite(r.x) && finite(r.y) && finite(r.width) && finite(r.height); }
+
+void setColor(cairo_t* cr, const Color& c) { cairo_set_source_rgba(cr, c.red, c.green, c.blue, c.alpha); }
+
+// Keeps one call's settings (source, line style, transforms) from reaching the next.
+class Scoped {
+ public:
+  explicit Scoped(cairo_t* cr) : cr_(cr) { cairo_save(cr_); }
+  ~Scoped() { cairo_restore(cr_); }
+  Scoped(const Scoped&) = delete;
+  Scoped& operator=(const Scoped&) = delete;
+
+ private:
+  cairo_t* cr_;
+};
+
+pango::Alignment pangoAlignment(TextAlignment alignment) {
+  switch (alignment) {
+    case TextAlignment::center:
+      return pango::Alignment::center;
+    case TextAlignment::right:
+      return pango::Alignment::right;
+    case TextAlignment::left:
+      break;
+  }
+  return pango::Alignment::left;
+}
+
+}  // namespace
+
+CairoContext::CairoContext(cairo_t* cr, double heightInPixels) : cr_(cr) {
+  cairo_translate(cr_, 0, heightInPixels);
+  cairo_scale(cr_, 1, -1);
+}
+
+void CairoContext::fillRect(const Rect& rect, const Color& color) {
+  if (!finite(rect)) return;
+  Scoped scoped(cr_);
+  cairo_rectangle(cr_, rect.x, rect.y, rect.width, rect.height);
+  setColor(cr_, color);
+  cairo_fill(cr_);
+}
+
+void CairoContext::strokeRect(const Rect& rect, const Color& color, double width) {
+  if (!finite(rect) || !(width > 0) || !finite(width)) return;
+  Scoped scoped(cr_);
+  cairo_rectangle(cr_, rect.x, rect.y, rect.width, rect.height);
+  setColor(cr_, color);
+  cairo_set_line_width(cr_, width);
+  cairo_set_line_join(cr_, CAIRO_LINE_JOIN_MITER);
+  cairo_stroke(cr_);
+}
+
+void CairoContext::strokePolyline(std::span<const Point> points, const Stroke& stroke) {
+  if (points.size() < 2 || !(stroke.width > 0) || !finite(stroke.width)) return;
+  for (const Point& p : points)
+    if (!finite(p.x) || !finite(p.y)) return;
+  Scoped scoped(cr_);
+  cairo_new_path(cr_);
+  cairo_move_to(cr_, points[0].x, points[0].y);
+  for (const Point& p : points.subspan(1)) cairo_line_to(cr_, p.x, p.y);
+  setColor(cr_, stroke.color);
+  cairo_set_line_width(cr_, stroke.width);
+  cairo_set_line_cap(cr_, CAIRO_LINE_CAP_ROUND);
+  cairo_set_line_join(cr_, CAIRO_LINE_JOIN_ROUND);
+  if (stroke.dash) cairo_set_dash(cr_, stroke.dash->data(), 2, 0);
+  cairo_stroke(cr_);
+}
+
+void CairoContext::save() {
+  cairo_save(cr_);
+  ++depth_;
+}
+
+void CairoContext::restore() {
+  if (depth_ == 0) return;
+  cairo_restore(cr_);
+  --depth_;
+}
+
+void CairoContext::scale(double sx, double sy) {
+  // A singular or non-finite scale would put Cairo in a sticky error state that ends all drawing.
+  if (!finite(sx) || !finite(sy) || sx == 0 || sy == 0) return;
+  cairo_scale(cr_, sx, sy);
+}
+
+Point CairoContext::pixelsPerUnit() const {
+  double dx = 1, dy = 0;
+  cairo_user_to_device_distance(cr_, &dx, &dy);
+  double ex = 0, ey = 1;
+  cairo_user_to_device_distance(cr_, &ex, &ey);
+  return {std::hypot(dx, dy), std::hypot(ex, ey)};
+}
+
+void CairoContext::drawImage(const Raster& raster, const Rect& rect) {
+  if (raster.width <= 0 || raster.height <= 0 ||
+      raster.pixels.size() != static_cast<std::size_t>(raster.width) * static_cast<std::size_t>(raster.height))
+    return;
+  if (!finite(rect) || !(rect.width > 0) || !(rect.height > 0)) return;
+  // Cairo only reads the pixels here; the cast is what its C interface asks for.
+  auto* data = reinterpret_cast<unsigned char*>(const_cast<std::uint32_t*>(raster.pixels.data()));
+  cairo_surface_t* image =
+      cairo_image_surface_create_for_data(data, CAIRO_FORMAT_ARGB32, raster.width, raster.height, raster.width * 4);
+  cairo_pattern_t* pattern = cairo_pattern_create_for_surface(image);
+  // Maps the rectangle onto the whole picture, its top edge (max y) onto the picture's first row.
+  cairo_matrix_t matrix;
+  const double sx = raster.width / rect.width;
+  const double sy = raster.height / rect.height;
+  cairo_matrix_init(&matrix, sx, 0, 0, -sy, -rect.x * sx, rect.maxY() * sy);
+  cairo_pattern_set_matrix(pattern, &matrix);
+  cairo_pattern_set_filter(pattern, CAIRO_FILTER_GOOD);
+  // Edge pixels repeat outward, so a stretched picture keeps solid edges instead of fading out.
+  cairo_pattern_set_extend(pattern, CAIRO_EXTEND_PAD);
+  {
+    Scoped scoped(cr_);
+    cairo_rectangle(cr_, rect.x, rect.y, rect.width, rect.height);
+    cairo_set_source(cr_, pattern);
+    cairo_fill(cr_);
+  }
+  cairo_pattern_destroy(pattern);
+  cairo_surface_finish(image);
+  cairo_surface_destroy(image);
+}
+
+void CairoContext::drawTextBox(std::string_view text, const Font& font, const Color& color,
+                               TextAlignment alignment, const Rect& box) {
+  if (!finite(box) || !(box.width > 0)) return;
+  const pango::LayoutPtr layout = pango::wrappedLayout(text, font, box.width, pangoAlignment(alignment));
+  Scoped scoped(cr_);
+  // Text reads top-down: flip locally about the box's top edge.
+  cairo_translate(cr_, box.x, box.maxY());
+  cairo_scale(cr_, 1, -1);
+  setColor(cr_, color);
+  cairo_move_to(cr_, 0, 0);
+  pango_cairo_show_layout(cr_, layout.get());
+}
+
+void CairoContext::drawTextLine(std::string_view text, const Font& font, const Color& color, const Point& origin,
+                                std::optional<double> truncateWidth) {
+  if (!finite(origin.x) || !finite(origin.y)) return;
+  const pango::LayoutPtr layout = pango::lineLayout(text, font, truncateWidth);
+  PangoLayoutLine* line = pango_layout_get_line_readonly(layout.get(), 0);
+  if (line == nullptr) return;
+  Scoped scoped(cr_);
+  cairo_translate(cr_, origin.x, origin.y);
+  cairo_scale(cr_, 1, -1);
+  setColor(cr_, color);
+  cairo_move_to(cr_, 0, 0);
+  pango_cairo_show_layout_line(cr_, line);
+}
+
+const TextMeasurer& CairoContext::measurer() const { return TextMeasure::engine(); }
+
+namespace RasterCanvas {
+
+std::optional<Raster> render(std::int32_t width, std::int32_t height,
+                             const std::function<void(DrawingContext&)>& draw) {
+  constexpr std::int32_t cairoLimit = 32767;
+  if (width < 1 || height < 1 || width > cairoLimit || height > cairoLimit) return std::nullopt;
+  Raster raster;
+  raster.width = width;
+  raster.height = height;
+  try {
+    raster.pixels.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0);
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  }
+  cairo_surface_t* surface = cairo_image_surface_create_for_data(
+      reinterpret_cast<unsigned char*>(raster.pixels.data()), CAIRO_FORMAT_ARGB32, width, height, width * 4);
+  cairo_t* cr = cairo_create(surface);
+  bool ok = cairo_status(cr) == CAIRO_STATUS_SUCCESS;
+  if (ok) {
+    CairoContext context(cr, height);
+    draw(context);
+  }
+  cairo_destroy(cr);
+  cairo_surface_finish(surface);
+  ok = ok && cairo_surface_status(surface) == CAIRO_STATUS_SUCCESS;
+  cairo_surface_destroy(surface);
+  if (!ok) return std::nullopt;
+  return raster;
+}
+
+std::vector<std::uint8_t> encodePNG(const Raster& raster) {
+  std::vector<std::uint8_t> png;
+  if (raster.width <= 0 || raster.height <= 0 ||
+      raster.pixels.size() != static_cast<std::size_t>(raster.width) * static_cast<std::size_t>(raster.height))
+    return png;
+  auto* data = reinterpret_cast<unsigned char*>(const_cast<std::uint32_t*>(raster.pixels.data()));
+  cairo_surface_t* source =
+      cairo_image_surface_create_for_data(data, CAIRO_FORMAT_ARGB32, raster.width, raster.height, raster.width * 4);
+  // RGB24 makes Cairo write a PNG without an alpha channel.
+  cairo_surface_t* opaque = cairo_image_surface_create(CAIRO_FORMAT_RGB24, raster.width, raster.height);
+  cairo_t* cr = cairo_create(opaque);
+  cairo_set_source_rgb(cr, 1, 1, 1);
+  cairo_paint(cr);
+  cairo_set_source_surface(cr, source, 0, 0);
+  cairo_paint(cr);
+  cairo_destroy(cr);
+  const auto append = [](void* closure, const unsigned char* bytes, unsigned int length) {
+    auto* out = static_cast<std::vector<std::uint8_t>*>(closure);
+    out->insert(out->end(), bytes, bytes + length);
+    return CAIRO_STATUS_SUCCESS;
+  };
+  if (cairo_surface_write_to_png_stream(opaque, append, &png) != CAIRO_STATUS_SUCCESS) png.clear();
+  cairo_surface_destroy(opaque);
+  cairo_surface_finish(source);
+  cairo_surface_destroy(source);
+  return png;
+}
+
+}  // namespace RasterCanvas
+}  // namespace zorvi

@@ -1,0 +1,413 @@
+#!/usr/bin/python3
+"""Installs the project into a throw-away prefix and checks it the way a desktop uses it.
+
+    desktop_test.py BUILD_DIR SOURCE_DIR mime|exec|hostile|factory [--sanitized]
+
+mime     shared-mime-info and gio report application/x-zorvi-board for boards, by name and by content
+exec     the installed .thumbnailer's Exec line, run as a file manager runs it, makes a thumbnail of
+         exactly the requested size that shows the board, and writes nothing else
+hostile  through the same Exec line, a deflate bomb ends within seconds with no output
+factory  GNOME's own thumbnail factory (bubblewrap + seccomp sandbox) thumbnails a board in every
+         size class, with the same text as outside the sandbox
+
+Exit 0 when everything held, 1 on the first failure, 77 (ctest's SKIP) when the machine cannot run
+a part at all, with a line saying why.
+"""
+
+import json
+import math
+import os
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import zipfile
+import zlib
+
+BOARD_TYPE = "application/x-zorvi-board"
+SIZE_CLASSES = {"NORMAL": 128, "LARGE": 256, "XLARGE": 512, "XXLARGE": 1024}
+SKIP = 77
+
+
+class Skip(Exception):
+    pass
+
+
+class Failure(Exception):
+    pass
+
+
+def check(condition, message):
+    if not condition:
+        raise Failure(message)
+
+
+def run(argv, env, timeout=60, cwd=None):
+    try:
+        return subprocess.run(argv, env=env, cwd=cwd, timeout=timeout, capture_output=True, text=True)
+    except FileNotFoundError:
+        raise Failure(f"{argv[0]} is not installed (PATH={env.get('PATH')})")
+
+
+class Prefix:
+    """The project installed under /usr/local (the only place GNOME's sandbox shows besides /usr),
+    removed again on exit."""
+
+    def __init__(self, build_dir, need_sandbox_visible):
+        parent = "/usr/local"
+        if not os.access(parent, os.W_OK):
+            if need_sandbox_visible:
+                raise Skip(f"{parent} is not writable, and GNOME's sandbox shows nothing outside /usr")
+            parent = None
+        self.path = tempfile.mkdtemp(prefix="zorvi-test-", dir=parent)
+        self.work = tempfile.mkdtemp(prefix="zorvi-desktop-")
+        try:
+            self._install(build_dir)
+        except BaseException:
+            self.__exit__()
+            raise
+
+    def _install(self, build_dir):
+        installed = run(["cmake", "--install", build_dir, "--prefix", self.path], os.environ, timeout=300)
+        check(installed.returncode == 0, f"cmake --install failed: {installed.stderr.strip()}")
+        self.share = os.path.join(self.path, "share")
+        mime = run(["update-mime-database", os.path.join(self.share, "mime")], os.environ)
+        check(mime.returncode == 0, f"update-mime-database failed: {mime.stderr.strip()}")
+
+        env = dict(os.environ)
+        env["XDG_DATA_DIRS"] = f"{self.share}:{env.get('XDG_DATA_DIRS') or '/usr/local/share:/usr/share'}"
+        env["PATH"] = f"{os.path.join(self.path, 'bin')}:{env.get('PATH', '/usr/bin:/bin')}"
+        # Nothing of the user's own configuration or caches may decide the outcome.
+        for name in ("HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"):
+            env[name] = os.path.join(self.work, name.lower())
+            os.makedirs(env[name], exist_ok=True)
+        env["XDG_CURRENT_DESKTOP"] = "GNOME"
+        env.pop("FONTCONFIG_FILE", None)
+        self.env = env
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        shutil.rmtree(self.path, ignore_errors=True)
+        shutil.rmtree(self.work, ignore_errors=True)
+
+    def thumbnailer(self):
+        """The installed .thumbnailer file's keys."""
+        path = os.path.join(self.share, "thumbnailers", "zorvi.thumbnailer")
+        check(os.path.isfile(path), f"{path} was not installed")
+        keys, section = {}, None
+        with open(path, encoding="utf-8") as f:
+            for line in f:
+                line = line.strip()
+                if line.startswith("["):
+                    section = line
+                elif "=" in line and section == "[Thumbnailer Entry]":
+                    key, value = line.split("=", 1)
+                    keys[key] = value
+        return keys
+
+
+# ---- the example board and what a picture of it must show ----
+
+def example_board(source_dir):
+    return os.path.join(source_dir, "examples", "example.zorvi")
+
+
+def manifest_of(board):
+    with zipfile.ZipFile(board) as archive:
+        return json.loads(archive.read("manifest.json"))
+
+
+def content_bounds(manifest):
+    """The board's extent: the union of the item frames, drawings grown by half their stroke."""
+    boxes = []
+    for item in manifest["items"]:
+        f = item["frame"]
+        pad = item["drawing"].get("strokeWidth", 3) / 2 if item.get("type") == "drawing" and item.get("drawing") else 0
+        boxes.append((f["x"] - pad, f["y"] - pad, f["x"] + f["width"] + pad, f["y"] + f["height"] + pad))
+    return (min(b[0] for b in boxes), min(b[1] for b in boxes), max(b[2] for b in boxes), max(b[3] for b in boxes))
+
+
+def expected_pixels(manifest, size):
+    left, top, right, bottom = content_bounds(manifest)
+    width, height = right - left, bottom - top
+    scale = size / max(width, height)
+
+    def whole(value):  # halves away from zero, never below one pixel
+        return max(1, math.floor(value + 0.5))
+
+    return whole(width * scale), whole(height * scale)
+
+
+def hex_rgb(text):
+    return tuple(int(text[i:i + 2], 16) for i in (1, 3, 5))
+
+
+def probes(manifest):
+    """World points whose colour is known: the middle of every image (each has one dominant
+    colour there), the canvas between the two sections, and the filled section below its images."""
+    dominant = {"jpg": "#E63946", "png": "#1D4ED8", "webp": "#2A9D55", "avif": "#F4B400"}
+    points = []
+    for item in manifest["items"]:
+        if item.get("type", "image") == "image":
+            f = item["frame"]
+            colour = dominant[item["image"].rsplit(".", 1)[1]]
+            points.append((item["image"], f["x"] + f["width"] / 2, f["y"] + f["height"] / 2, colour))
+    points.append(("canvas", 920, 300, manifest["board"]["canvas"]["backgroundColor"]))
+    points.append(("filled section", 450, 470, "#E8DCCA"))
+    return points
+
+
+def load_png(path):
+    """Width, height and a pixel reader; loading through gdk-pixbuf also proves the PNG is whole."""
+    import gi
+    gi.require_version("GdkPixbuf", "2.0")
+    from gi.repository import GdkPixbuf
+    return pixbuf_reader(GdkPixbuf.Pixbuf.new_from_file(path))
+
+
+def pixbuf_reader(pixbuf):
+    data = pixbuf.get_pixels()
+    stride, channels = pixbuf.get_rowstride(), pixbuf.get_n_channels()
+
+    def pixel(x, y):
+        at = y * stride + x * channels
+        return tuple(data[at:at + channels])
+
+    return pixbuf.get_width(), pixbuf.get_height(), pixel
+
+
+def check_picture(label, picture, manifest, size):
+    width, height, pixel = picture
+    want = expected_pixels(manifest, size)
+    check((width, height) == want, f"{label}: picture is {width}x{height}, want {want[0]}x{want[1]}")
+    left, top, right, _ = content_bounds(manifest)
+    scale = width / (right - left)
+    for name, x, y, colour in probes(manifest):
+        px, py = min(width - 1, int((x - left) * scale)), min(height - 1, int((y - top) * scale))
+        got = pixel(px, py)
+        check(len(got) == 3 or got[3] == 255, f"{label}: pixel ({px}, {py}) is not opaque: {got}")
+        want_rgb = hex_rgb(colour)
+        check(all(abs(g - w) <= 28 for g, w in zip(got[:3], want_rgb)),
+              f"{label}: {name} at ({px}, {py}) is {got[:3]}, want about {want_rgb} ({colour})")
+
+
+# ---- the parts ----
+
+def part_mime(build_dir, source_dir, _sanitized):
+    with Prefix(build_dir, need_sandbox_visible=False) as prefix:
+        board = example_board(source_dir)
+        renamed = os.path.join(prefix.work, "board-without-extension")
+        shutil.copyfile(board, renamed)
+        plain_zip = os.path.join(prefix.work, "plain.zip")
+        with zipfile.ZipFile(plain_zip, "w") as archive:
+            archive.writestr("notes.txt", "not a board")
+        # A ZIP whose first entry is not manifest.json: content alone must not claim it.
+        manifest_later = os.path.join(prefix.work, "manifest-later")
+        with zipfile.ZipFile(manifest_later, "w") as archive:
+            archive.writestr("images/a.png", b"")
+            archive.writestr("manifest.json", "{}")
+
+        cases = [
+            ("board by name", board, BOARD_TYPE),
+            ("board by content", renamed, BOARD_TYPE),
+            ("plain ZIP", plain_zip, "application/zip"),
+            ("ZIP with a later manifest", manifest_later, "application/zip"),
+        ]
+        for label, path, want in cases:
+            info = run(["gio", "info", "--attributes=standard::content-type", path], prefix.env)
+            check(info.returncode == 0, f"{label}: gio info failed: {info.stderr.strip()}")
+            got = info.stdout.split("standard::content-type:")[-1].strip()
+            check(got == want, f"{label}: gio reports {got!r}, want {want!r}")
+            query = run(["xdg-mime", "query", "filetype", path], prefix.env)
+            check(query.stdout.strip() == want, f"{label}: xdg-mime reports {query.stdout.strip()!r}, want {want!r}")
+
+        entry = prefix.thumbnailer()
+        check(BOARD_TYPE in entry.get("MimeType", "").split(";"), f"thumbnailer does not serve {BOARD_TYPE}: {entry}")
+        for key in ("%i", "%o", "%s"):
+            check(key in entry.get("Exec", ""), f"thumbnailer Exec lacks {key}: {entry.get('Exec')!r}")
+        fonts = os.path.join(prefix.share, "zorvi", "fonts.conf")
+        check(os.path.isfile(fonts), f"{fonts} was not installed")
+        sans = run(["fc-match", "-f", "%{family}", "sans-serif"], dict(prefix.env, FONTCONFIG_FILE=fonts))
+        check(sans.stdout.split(",")[0] == "DejaVu Sans",
+              f"the thumbnailer's fonts.conf gives {sans.stdout!r} for sans-serif, want DejaVu Sans")
+
+
+def exec_line(entry, board, output, size):
+    """The argv a file manager builds from Exec: %i input path, %o output path, %s size, %% a percent."""
+    argv = []
+    for word in entry["Exec"].split():
+        word = word.replace("%%", "\0").replace("%i", board).replace("%o", output).replace("%s", str(size))
+        argv.append(word.replace("\0", "%"))
+    return argv
+
+
+def deflate_bomb(path):
+    """A board whose only image entry inflates to 3 GiB of zeros from about 3 MB. The deflate
+    stream is one full-flushed block repeated, so it is built without compressing 3 GiB; the
+    size stays below 4 GiB, so plain ZIP headers suffice."""
+    chunk, count = 1 << 24, 192
+    zeros = bytes(chunk)
+    block = zlib.compressobj(9, zlib.DEFLATED, -15)
+    # After a full flush the compressor starts afresh, so every chunk compresses to the same bytes.
+    piece = block.compress(zeros) + block.flush(zlib.Z_FULL_FLUSH)
+    ending = block.flush(zlib.Z_FINISH)
+    crc = 0
+    for _ in range(count):
+        crc = zlib.crc32(zeros, crc)
+    data = piece * count + ending
+    size = chunk * count
+
+    manifest = json.dumps(manifest_of_single_image("images/bomb.png")).encode()
+    entries = [(b"manifest.json", 0, manifest, zlib.crc32(manifest), len(manifest)),
+               (b"images/bomb.png", 8, data, crc, size)]
+    out, central = bytearray(), bytearray()
+    for name, method, payload, checksum, length in entries:
+        offset = len(out)
+        out += struct.pack("<IHHHHHIIIHH", 0x04034B50, 20, 0, method, 0, 0x5A6E, checksum, len(payload),
+                           length, len(name), 0) + name + payload
+        central += struct.pack("<IHHHHHHIIIHHHHHII", 0x02014B50, 20, 20, 0, method, 0, 0x5A6E, checksum,
+                               len(payload), length, len(name), 0, 0, 0, 0, 0, offset) + name
+    out += central + struct.pack("<IHHHHIIH", 0x06054B50, 0, 0, len(entries), len(entries), len(central),
+                                 len(out), 0)
+    with open(path, "wb") as f:
+        f.write(out)
+
+
+def manifest_of_single_image(image):
+    return {
+        "schemaVersion": 8,
+        "board": {"id": "6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8", "name": "hostile",
+                  "createdAt": "2025-03-14T09:26:53Z", "modifiedAt": "2025-03-14T09:26:53Z",
+                  "canvas": {"backgroundColor": "#FFFFFF", "lastViewport": {"offsetX": 0, "offsetY": 0, "zoom": 1}}},
+        "items": [{"id": "6F1C2A3B-4D5E-4F60-8172-000000000001", "type": "image", "image": image,
+                   "thumbnail": image.replace("images/", "thumbnails/"),
+                   "frame": {"x": 0, "y": 0, "width": 400, "height": 300}, "zIndex": 0, "locked": False}],
+    }
+
+
+def part_exec(build_dir, source_dir, _sanitized):
+    with Prefix(build_dir, need_sandbox_visible=False) as prefix:
+        entry = prefix.thumbnailer()
+        check(shutil.which(entry.get("TryExec", ""), path=prefix.env["PATH"]) is not None,
+              f"TryExec {entry.get('TryExec')!r} is not found on the installed PATH")
+        board = example_board(source_dir)
+        manifest = manifest_of(board)
+        for size in SIZE_CLASSES.values():
+            out_dir = tempfile.mkdtemp(dir=prefix.work)
+            output = os.path.join(out_dir, "thumbnail.png")
+            done = run(exec_line(entry, board, output, size), prefix.env, cwd=out_dir)
+            label = f"Exec at size {size}"
+            check(done.returncode == 0, f"{label}: exit {done.returncode}: {done.stderr.strip()}")
+            check(os.listdir(out_dir) == ["thumbnail.png"], f"{label}: wrote {sorted(os.listdir(out_dir))}, want only %o")
+            check_picture(label, load_png(output), manifest, size)
+
+
+
+def part_hostile(build_dir, source_dir, sanitized):
+    if sanitized:
+        raise Skip("sanitizer build: its allocator reports a refused allocation at length; "
+                   "the time and memory caps are checked in the plain build")
+    with Prefix(build_dir, need_sandbox_visible=False) as prefix:
+        # The factory waits on the thumbnailer forever, so a hostile board must end by itself.
+        entry = prefix.thumbnailer()
+        hostile = os.path.join(prefix.work, "hostile.zorvi")
+        deflate_bomb(hostile)
+        out_dir = tempfile.mkdtemp(dir=prefix.work)
+        started = time.monotonic()
+        try:
+            done = run(exec_line(entry, hostile, os.path.join(out_dir, "thumbnail.png"), 256), prefix.env,
+                       timeout=60, cwd=out_dir)
+        except subprocess.TimeoutExpired:
+            raise Failure("deflate bomb: the thumbnailer was still running after 60 s")
+        took = time.monotonic() - started
+        check(done.returncode != 0, "deflate bomb: exit 0, want a failure")
+        check(os.listdir(out_dir) == [], f"deflate bomb: left {sorted(os.listdir(out_dir))}, want nothing")
+        check(len(done.stderr.strip().splitlines()) == 1, f"deflate bomb: stderr is not one line: {done.stderr!r}")
+        check(took < 10, f"deflate bomb: took {took:.1f} s, want a few seconds")
+
+
+def part_factory(build_dir, source_dir, sanitized):
+    if sanitized:
+        raise Skip("sanitizer build: the leak checker needs ptrace, which the factory's seccomp filter forbids")
+    sandbox = subprocess.run(
+        ["bwrap", "--ro-bind", "/usr", "/usr", "--symlink", "usr/lib", "/lib", "--symlink", "usr/lib64", "/lib64",
+         "--proc", "/proc", "--dev", "/dev", "--unshare-all", "--die-with-parent", "/usr/bin/true"],
+        capture_output=True, text=True)
+    if sandbox.returncode != 0:
+        raise Skip(f"bubblewrap cannot create its namespaces here ({sandbox.stderr.strip()}), "
+                   "so GNOME's thumbnail sandbox cannot run")
+    with Prefix(build_dir, need_sandbox_visible=True) as prefix:
+        # The factory reads the environment of its own process at first use. Its scratch folder (the
+        # sandbox's /tmp) goes under TMPDIR and is left behind, with a warning, when the thumbnailer
+        # writes anything besides its output.
+        scratch = os.path.join(prefix.work, "tmp")
+        os.makedirs(scratch)
+        os.environ.clear()
+        os.environ.update(prefix.env, TMPDIR=scratch)
+        import gi
+        gi.require_version("GnomeDesktop", "3.0")
+        gi.require_version("GdkPixbuf", "2.0")
+        from gi.repository import Gio, GnomeDesktop
+
+        board = example_board(source_dir)
+        manifest = manifest_of(board)
+        local = os.path.join(prefix.work, "Harbour Light.zorvi")
+        shutil.copyfile(board, local)
+        uri = Gio.File.new_for_path(local).get_uri()
+        mtime = int(os.stat(local).st_mtime)
+        entry = prefix.thumbnailer()
+        for name, size in SIZE_CLASSES.items():
+            label = f"GNOME factory {name}"
+            factory = GnomeDesktop.DesktopThumbnailFactory.new(getattr(GnomeDesktop.DesktopThumbnailSize, name))
+            check(factory.can_thumbnail(uri, BOARD_TYPE, mtime), f"{label}: can_thumbnail is false for {uri}")
+            try:
+                pixbuf = factory.generate_thumbnail(uri, BOARD_TYPE, None)
+            except Exception as error:  # the factory reports a failed thumbnailer as a GError
+                raise Failure(f"{label}: generate_thumbnail failed: {error}")
+            check(pixbuf is not None and pixbuf.get_width() > 1, f"{label}: got a failure entry")
+            check(os.listdir(scratch) == [], f"{label}: the thumbnailer left {os.listdir(scratch)} in its sandbox")
+            sandboxed = pixbuf_reader(pixbuf)
+            check_picture(label, sandboxed, manifest, size)
+
+            # Without /etc/fonts the text must still be set as outside the sandbox.
+            out_dir = tempfile.mkdtemp(dir=prefix.work)
+            output = os.path.join(out_dir, "thumbnail.png")
+            done = run(exec_line(entry, local, output, size), prefix.env)
+            check(done.returncode == 0, f"{label}: unsandboxed Exec failed: {done.stderr.strip()}")
+            different = differing_pixels(sandboxed, load_png(output))
+            check(different <= 40, f"{label}: {different} pixels differ from the unsandboxed thumbnail")
+
+
+def differing_pixels(a, b):
+    (width, height, pa), (_, _, pb) = a, b
+    return sum(1 for y in range(height) for x in range(width)
+               if any(abs(p - q) > 48 for p, q in zip(pa(x, y)[:3], pb(x, y)[:3])))
+
+
+PARTS = {"mime": part_mime, "exec": part_exec, "hostile": part_hostile, "factory": part_factory}
+
+
+def main():
+    args = [a for a in sys.argv[1:] if a != "--sanitized"]
+    if len(args) != 3 or args[2] not in PARTS:
+        print("usage: " + __doc__.strip().splitlines()[2].strip(), file=sys.stderr)
+        return 2
+    build_dir, source_dir, part = args
+    try:
+        PARTS[part](build_dir, source_dir, "--sanitized" in sys.argv)
+    except Skip as reason:
+        print(f"skipped: {reason}")
+        return SKIP
+    except Failure as failure:
+        print(f"FAILED: {failure}", file=sys.stderr)
+        return 1
+    print(f"{part}: ok")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,76 @@
+#include "support/golden_image.hpp"
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "zorvi/drawing_context.hpp"
+
+namespace zorvi::testing {
+namespace {
+
+std::vector<std::uint8_t> readFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void writeFile(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
+  std::ofstream out(path, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+int channelDistance(std::uint32_t a, std::uint32_t b) {
+  int worst = 0;
+  for (int shift = 0; shift < 32; shift += 8) {
+    const int d = std::abs(static_cast<int>((a >> shift) & 0xFF) - static_cast<int>((b >> shift) & 0xFF));
+    worst = std::max(worst, d);
+  }
+  return worst;
+}
+
+}  // namespace
+
+std::string compareWithGolden(const Raster& raster, const std::string& name, int tolerance) {
+  const std::filesystem::path golden = std::filesystem::path(ZORVI_GOLDEN_DIR) / (name + ".png");
+  const std::vector<std::uint8_t> actualPNG = RasterCanvas::encodePNG(raster);
+  const char* bless = std::getenv("ZORVI_BLESS");
+  if (bless != nullptr && std::strcmp(bless, "1") == 0) {
+    writeFile(golden, actualPNG);
+    return {};
+  }
+  const std::filesystem::path outDir = std::filesystem::path(ZORVI_BINARY_DIR) / "golden-failures";
+  const auto fail = [&](const std::string& why, const std::vector<std::uint8_t>* diff) {
+    std::filesystem::create_directories(outDir);
+    writeFile(outDir / (name + ".actual.png"), actualPNG);
+    if (diff != nullptr) writeFile(outDir / (name + ".diff.png"), *diff);
+    return name + ": " + why + " (see " + (outDir / (name + ".actual.png")).string() + ")";
+  };
+  const std::vector<std::uint8_t> bytes = readFile(golden);
+  const std::optional<Raster> expected = ImageDecoder::decode(bytes, raster.width, raster.height);
+  if (!expected) return fail("no readable reference " + golden.string(), nullptr);
+  if (expected->width != raster.width || expected->height != raster.height)
+    return fail("size " + std::to_string(raster.width) + "x" + std::to_string(raster.height) + ", reference " +
+                    std::to_string(expected->width) + "x" + std::to_string(expected->height),
+                nullptr);
+  // The reference is stored opaque; compare the picture as it was written.
+  const std::optional<Raster> actual = ImageDecoder::decode(actualPNG, raster.width, raster.height);
+  if (!actual) return fail("the picture could not be encoded", nullptr);
+  std::size_t differing = 0;
+  Raster diff = *actual;
+  for (std::size_t i = 0; i < actual->pixels.size(); ++i) {
+    if (channelDistance(actual->pixels[i], expected->pixels[i]) > tolerance) {
+      ++differing;
+      diff.pixels[i] = 0xFFFF0000;
+    } else {
+      diff.pixels[i] = (diff.pixels[i] >> 2 & 0x3F3F3F3F) | 0xFF000000;  // faded, so the red stands out
+    }
+  }
+  if (differing == 0) return {};
+  const std::vector<std::uint8_t> diffPNG = RasterCanvas::encodePNG(diff);
+  return fail(std::to_string(differing) + " pixels differ by more than " + std::to_string(tolerance), &diffPNG);
+}
+
+}  // namespace zorvi::testing

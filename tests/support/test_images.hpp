@@ -1,0 +1,18 @@
+// Small pictures made at test time, so no binary fixture hides what a test draws.
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <vector>
+
+#include "zorvi/drawing_context.hpp"
+
+namespace zorvi::testing {
+
+// PNG bytes of a width × height picture split into equal vertical bands of the given colours, left to right.
+std::vector<std::uint8_t> bandedPNG(std::int32_t width, std::int32_t height, std::initializer_list<Color> bands);
+
+// The colour of pixel (x, y), counted from the top-left corner, as 0xAARRGGBB.
+std::uint32_t pixelAt(const Raster& raster, std::int32_t x, std::int32_t y);
+
+}  // namespace zorvi::testing

@@ -1,0 +1,92 @@
+#include "cli.hpp"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <new>
+
+#include "zorvi/board_archive.hpp"
+#include "zorvi/manifest_coding.hpp"
+
+namespace zorvi::cli {
+
+void Arguments::expect(std::size_t count, std::initializer_list<std::string_view> known) const {
+  for (const auto& [name, value] : options) {
+    bool listed = false;
+    for (auto option : known) listed = listed || option == name;
+    if (!listed) throw UsageError("unknown option --" + name);
+  }
+  if (operands.size() != count) throw UsageError("expected " + decimal(count) + " operands");
+}
+
+Arguments parseArguments(std::span<char* const> words) {
+  Arguments arguments;
+  bool optionsEnded = false;
+  for (const std::string_view word : words) {
+    if (optionsEnded || !word.starts_with("-") || word == "-") {
+      arguments.operands.emplace_back(word);
+    } else if (word == "--") {
+      optionsEnded = true;
+    } else if (word.starts_with("--")) {
+      const auto equals = word.find('=');
+      const auto name = word.substr(2, equals == std::string_view::npos ? std::string_view::npos : equals - 2);
+      arguments.options[std::string(name)] = equals == std::string_view::npos ? "" : std::string(word.substr(equals + 1));
+    } else if (word == "-h") {
+      arguments.options["help"] = "";
+    } else {
+      throw UsageError("unknown option " + std::string(word));
+    }
+  }
+  return arguments;
+}
+
+int fail(const std::filesystem::path& path, std::string_view kind, std::string_view detail) {
+  std::string line = "zorvi: " + path.string() + ": " + std::string(kind) + ": ";
+  for (const char c : detail) line += c == '\n' || c == '\r' ? ' ' : c;
+  line += '\n';
+  std::fwrite(line.data(), 1, line.size(), stderr);
+  return exitFailure;
+}
+
+namespace {
+
+std::string boardErrorDetail(const BoardArchiveError& error) {
+  switch (error.kind()) {
+    case BoardArchiveError::Case::unsupportedSchemaVersion:
+      return "found " + decimal(error.found()) + ", supported " + decimal(error.supported());
+    case BoardArchiveError::Case::manifestMissing:
+      return "no manifest.json entry";
+    default:
+      return error.underlying();
+  }
+}
+
+}  // namespace
+
+int reportingFailures(const std::filesystem::path& path, const std::function<void()>& body) {
+  try {
+    body();
+    return exitSuccess;
+  } catch (const BoardArchiveError& error) {
+    return fail(path, error.caseName(), boardErrorDetail(error));
+  } catch (const ManifestEncodingError& error) {
+    return fail(path, "json", error.what());
+  } catch (const ZipError& error) {
+    return fail(path, "zip", error.what());
+  } catch (const std::filesystem::filesystem_error& error) {
+    const auto& where = error.path1();
+    const bool elsewhere = !where.empty() && where != path;
+    return fail(path, "filesystem", (elsewhere ? where.string() + ": " : "") + error.code().message());
+  } catch (const std::system_error& error) {
+    return fail(path, "filesystem", error.code().message());
+  } catch (const std::bad_alloc&) {
+    return fail(path, "memory", "out of memory");
+  }
+}
+
+bool printOut(std::string_view text) {
+  return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+}
+
+}  // namespace zorvi::cli

@@ -1,0 +1,63 @@
+// What the subcommands of `zorvi` share: their table entry, arguments, exit codes and the error line.
+#pragma once
+
+#include <charconv>
+#include <concepts>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zorvi::cli {
+
+enum ExitCode : int { exitSuccess = 0, exitFailure = 1, exitUsage = 2 };
+
+// The arguments after a subcommand's name: options written "--name" or "--name=value", and operands.
+// "--" ends the options; "-" alone is an operand.
+struct Arguments {
+  std::vector<std::string> operands;
+  std::map<std::string, std::string, std::less<>> options;
+
+  // Throws UsageError unless there are exactly `count` operands and every option is one of `known`.
+  void expect(std::size_t count, std::initializer_list<std::string_view> known = {}) const;
+};
+
+// A command line that does not fit the subcommand; main prints the usage line and exits with 2.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// One subcommand: adding one is a file with its run function plus a line in main.cpp's table.
+struct Command {
+  std::string_view name;
+  std::string_view summary;  // one line for `zorvi --help`
+  std::string_view usage;    // the operands and options after the name, as in "BOARD OUT [--size=N]"
+  int (*run)(const Arguments& arguments);
+};
+
+Arguments parseArguments(std::span<char* const> words);
+
+// Runs `body`, turning a failure into the single line "zorvi: PATH: CASE: DETAIL" on stderr and exit 1.
+// CASE is the board error's case name, or json, zip or filesystem for the other errors of writing.
+int reportingFailures(const std::filesystem::path& path, const std::function<void()>& body);
+
+// Prints "zorvi: PATH: CASE: DETAIL" (line breaks in DETAIL become spaces) and returns exitFailure.
+int fail(const std::filesystem::path& path, std::string_view kind, std::string_view detail);
+
+// The decimal digits of an integer, independent of the locale.
+template <std::integral T>
+std::string decimal(T value) {
+  char digits[24];
+  const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+  return std::string(digits, end);
+}
+
+// Writes all of `text` to standard output; false when it could not (a closed pipe, a full disk).
+bool printOut(std::string_view text);
+
+}  // namespace zorvi::cli

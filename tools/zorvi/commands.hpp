@@ -1,0 +1,13 @@
+// The run functions of the subcommands, one source file each.
+#pragma once
+
+#include "cli.hpp"
+
+namespace zorvi::cli {
+
+int runInfo(const Arguments& arguments);
+int runManifest(const Arguments& arguments);
+int runPack(const Arguments& arguments);
+int runUnpack(const Arguments& arguments);
+
+}  // namespace zorvi::cli

@@ -1,0 +1,96 @@
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "commands.hpp"
+#include "zorvi/board_archive.hpp"
+#include "zorvi/manifest_coding.hpp"
+
+namespace zorvi::cli {
+namespace {
+
+std::string bytesText(std::size_t count) { return decimal(count) + (count == 1 ? " byte" : " bytes"); }
+
+std::string itemCounts(const std::vector<CanvasItem>& items) {
+  constexpr std::array types{CanvasItem::Type::image, CanvasItem::Type::text, CanvasItem::Type::shape,
+                             CanvasItem::Type::drawing};
+  std::string text = "items: " + decimal(items.size());
+  std::string separator = " (";
+  for (const auto type : types) {
+    std::size_t count = 0;
+    for (const auto& item : items) count += item.type == type ? 1 : 0;
+    text += separator + std::string(rawValue(type)) + " " + decimal(count);
+    separator = ", ";
+  }
+  return text + ")\n";
+}
+
+// One line per image item. Further facts about an item (its detected format, whether its entries are
+// present) belong here as more columns.
+std::string imageItemLine(const CanvasItem& item, const BoardBundle&) {
+  std::string line = "  " + item.id.string();
+  line += "  image " + item.image.value_or("(none)");
+  line += "  thumbnail " + item.thumbnail.value_or("(none)");
+  return line + "\n";
+}
+
+std::string entryList(std::string_view title, const std::map<std::string, Bytes>& entries) {
+  std::size_t total = 0;
+  for (const auto& [key, bytes] : entries) total += bytes.size();
+  std::string text = std::string(title) + ": " + decimal(entries.size()) +
+                     (entries.size() == 1 ? " entry, " : " entries, ") + bytesText(total) + "\n";
+  for (const auto& [key, bytes] : entries) text += "  " + key + "  " + bytesText(bytes.size()) + "\n";
+  return text;
+}
+
+std::string headerFields(const std::optional<BoardHeader>& header) {
+  if (!header) return "header: none\n";
+  const std::pair<const char*, const std::optional<std::string>*> fields[] = {
+      {"title", &header->title},       {"client", &header->client},     {"model", &header->model},
+      {"date", &header->date},         {"location", &header->location}, {"notes", &header->notes}};
+  std::string names;
+  for (const auto& [name, value] : fields) {
+    if (value->has_value()) names += (names.empty() ? "" : ", ") + std::string(name);
+  }
+  return "header: " + (names.empty() ? std::string("present, no fields") : names) + "\n";
+}
+
+std::string summary(const BoardBundle& bundle) {
+  const Manifest& manifest = bundle.manifest;
+  const Board& board = manifest.board;
+  std::string text = "name: " + board.name + "\n";
+  text += "schema version: " + decimal(manifest.schemaVersion) + "\n";
+  text += "created: " + ManifestCoder::formatDate(board.createdAt) + "\n";
+  text += "modified: " + ManifestCoder::formatDate(board.modifiedAt) + "\n";
+  text += itemCounts(manifest.items);
+  std::string imageItems;
+  for (const auto& item : manifest.items) {
+    if (item.type == CanvasItem::Type::image) imageItems += imageItemLine(item, bundle);
+  }
+  if (!imageItems.empty()) text += "image items:\n" + imageItems;
+  text += entryList("images", bundle.images);
+  text += entryList("thumbnails", bundle.thumbnails);
+  if (board.pageSetup) {
+    text += "page setup: " + std::string(rawValue(board.pageSetup->format)) + " " +
+            std::string(rawValue(board.pageSetup->orientation)) + "\n";
+  } else {
+    text += "page setup: none (exports use a4 portrait)\n";
+  }
+  return text + headerFields(board.header);
+}
+
+}  // namespace
+
+int runInfo(const Arguments& arguments) {
+  arguments.expect(1);
+  const std::filesystem::path board = arguments.operands[0];
+  std::string text;
+  if (const int status = reportingFailures(board, [&] { text = summary(BoardArchive::read(board)); });
+      status != exitSuccess) {
+    return status;
+  }
+  return printOut(text) ? exitSuccess : fail("standard output", "filesystem", std::strerror(errno));
+}
+
+}  // namespace zorvi::cli

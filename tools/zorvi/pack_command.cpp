@@ -1,0 +1,86 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "commands.hpp"
+#include "zorvi/board_archive.hpp"
+#include "zorvi/manifest_coding.hpp"
+
+namespace zorvi::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+Bytes readWholeFile(const fs::path& path) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) throw fs::filesystem_error("cannot read", path, std::error_code(errno, std::generic_category()));
+  Bytes bytes;
+  std::uint8_t chunk[65536];
+  for (;;) {
+    const ssize_t got = ::read(fd, chunk, sizeof chunk);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) {
+      const std::error_code error(errno, std::generic_category());
+      ::close(fd);
+      throw fs::filesystem_error("cannot read", path, error);
+    }
+    if (got == 0) break;
+    bytes.insert(bytes.end(), chunk, chunk + got);
+  }
+  ::close(fd);
+  return bytes;
+}
+
+// The same rules as reading a board's manifest entry, and the same errors.
+Manifest readManifest(const fs::path& folder) {
+  if (!fs::is_directory(folder)) {
+    throw fs::filesystem_error("not a folder", folder, std::make_error_code(std::errc::not_a_directory));
+  }
+  const fs::path file = folder / BoardArchive::manifestPath;
+  if (!fs::exists(file)) throw BoardArchiveError::manifestMissing();
+  const Bytes json = readWholeFile(file);
+  Manifest manifest;
+  try {
+    manifest = ManifestCoder::decode(std::string_view(reinterpret_cast<const char*>(json.data()), json.size()));
+  } catch (const ManifestDecodingError& error) {
+    throw BoardArchiveError::manifestMalformed(error.what());
+  }
+  if (manifest.schemaVersion > Manifest::currentSchemaVersion) {
+    throw BoardArchiveError::unsupportedSchemaVersion(manifest.schemaVersion, Manifest::currentSchemaVersion);
+  }
+  return manifest;
+}
+
+// Every regular file below folder/prefix, nested folders included, keyed "prefix/relative/path".
+std::map<std::string, Bytes> collect(const fs::path& folder, std::string_view prefix) {
+  std::map<std::string, Bytes> entries;
+  const fs::path root = folder / prefix.substr(0, prefix.size() - 1);
+  if (!fs::exists(root)) return entries;
+  for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    if (!entry.is_regular_file()) continue;
+    entries[std::string(prefix) + entry.path().lexically_relative(root).generic_string()] = readWholeFile(entry.path());
+  }
+  return entries;
+}
+
+}  // namespace
+
+int runPack(const Arguments& arguments) {
+  arguments.expect(2);
+  const fs::path folder = arguments.operands[0];
+  const fs::path board = arguments.operands[1];
+  BoardBundle bundle;
+  if (const int status = reportingFailures(folder, [&] {
+        bundle.manifest = readManifest(folder);
+        bundle.images = collect(folder, BoardArchive::imagesPrefix);
+        bundle.thumbnails = collect(folder, BoardArchive::thumbnailsPrefix);
+      });
+      status != exitSuccess) {
+    return status;
+  }
+  return reportingFailures(board, [&] { BoardArchive::write(bundle, board); });
+}
+
+}  // namespace zorvi::cli
