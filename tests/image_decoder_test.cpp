@@ -33,14 +33,16 @@ constexpr Quadrants greyQuadrants{black, white, grey80, grey40};
 constexpr Quadrants alphaQuadrants{halfRed, 0, halfRed, 0};
 
 std::uint32_t pixelAt(const Raster& raster, int x, int y) {
-  return raster.pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(raster.width) + static_cast<std::size_t>(x)];
+  return raster.pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(raster.width) +
+                       static_cast<std::size_t>(x)];
 }
 
 // Largest per-channel difference between two ARGB words.
 int channelDistance(std::uint32_t a, std::uint32_t b) {
   int worst = 0;
   for (int shift = 0; shift < 32; shift += 8) {
-    worst = std::max(worst, std::abs(static_cast<int>((a >> shift) & 0xFF) - static_cast<int>((b >> shift) & 0xFF)));
+    worst = std::max(worst,
+                     std::abs(static_cast<int>((a >> shift) & 0xFF) - static_cast<int>((b >> shift) & 0xFF)));
   }
   return worst;
 }
@@ -56,11 +58,13 @@ class ImageDecoderFiles : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     const std::vector<std::pair<std::string, std::string>> commands = {
-        {"q.png", "convert -size 64x48 xc:white +antialias -fill '#FF0000' -draw 'rectangle 0,0 31,23' -fill "
-                  "'#00FF00' -draw 'rectangle 32,0 63,23' -fill '#0000FF' -draw 'rectangle 0,24 31,47' PNG24:q.png"},
-        {"g.png", "convert -size 64x48 xc:'#404040' +antialias -fill black -draw 'rectangle 0,0 31,23' -fill white "
-                  "-draw 'rectangle 32,0 63,23' -fill '#808080' -draw 'rectangle 0,24 31,47' -define "
-                  "png:color-type=0 -depth 8 g.png"},
+        {"q.png",
+         "convert -size 64x48 xc:white +antialias -fill '#FF0000' -draw 'rectangle 0,0 31,23' -fill "
+         "'#00FF00' -draw 'rectangle 32,0 63,23' -fill '#0000FF' -draw 'rectangle 0,24 31,47' PNG24:q.png"},
+        {"g.png",
+         "convert -size 64x48 xc:'#404040' +antialias -fill black -draw 'rectangle 0,0 31,23' -fill white "
+         "-draw 'rectangle 32,0 63,23' -fill '#808080' -draw 'rectangle 0,24 31,47' -define "
+         "png:color-type=0 -depth 8 g.png"},
         {"a.png", "convert -size 64x48 xc:none -fill '#FF000080' -draw 'rectangle 0,0 31,47' PNG32:a.png"},
         {"photo.png", "convert -seed 7 -size 400x300 plasma:fractal photo.png"},
         {"black.png", "convert -size 64x48 xc:black black.png"},
@@ -133,14 +137,14 @@ TEST_F(ImageDecoderFiles, KnownColoursAtKnownPixels) {
     int tolerance;  // per channel; 0 for lossless files
   };
   const Row rows[] = {
-      {"q.png", colourQuadrants, 0},   {"q16.png", colourQuadrants, 0}, {"qp.png", colourQuadrants, 0},
-      {"qi.png", colourQuadrants, 0},  {"g.png", greyQuadrants, 0},     {"g16.png", greyQuadrants, 0},
-      {"a.png", alphaQuadrants, 0},    {"q.jpg", colourQuadrants, 8},   {"g.jpg", greyQuadrants, 4},
-      {"q.webp", colourQuadrants, 12}, {"ql.webp", colourQuadrants, 0}, {"a.webp", alphaQuadrants, 1},
-      {"q.avif", colourQuadrants, 12}, {"a.avif", alphaQuadrants, 1},   {"q.heic", colourQuadrants, 16},
-      {"q.jxl", colourQuadrants, 0},   {"a.jxl", alphaQuadrants, 0},    {"q.gif", colourQuadrants, 0},
-      {"cmyk.jpg", colourQuadrants, 8},  {"anim.gif", colourQuadrants, 0}, {"anim.webp", colourQuadrants, 0},
-      {"q.tif", colourQuadrants, 0},   {"a.tif", alphaQuadrants, 0},    {"q.bmp", colourQuadrants, 0},
+      {"q.png", colourQuadrants, 0},    {"q16.png", colourQuadrants, 0},  {"qp.png", colourQuadrants, 0},
+      {"qi.png", colourQuadrants, 0},   {"g.png", greyQuadrants, 0},      {"g16.png", greyQuadrants, 0},
+      {"a.png", alphaQuadrants, 0},     {"q.jpg", colourQuadrants, 8},    {"g.jpg", greyQuadrants, 4},
+      {"q.webp", colourQuadrants, 12},  {"ql.webp", colourQuadrants, 0},  {"a.webp", alphaQuadrants, 1},
+      {"q.avif", colourQuadrants, 12},  {"a.avif", alphaQuadrants, 1},    {"q.heic", colourQuadrants, 16},
+      {"q.jxl", colourQuadrants, 0},    {"a.jxl", alphaQuadrants, 0},     {"q.gif", colourQuadrants, 0},
+      {"cmyk.jpg", colourQuadrants, 8}, {"anim.gif", colourQuadrants, 0}, {"anim.webp", colourQuadrants, 0},
+      {"q.tif", colourQuadrants, 0},    {"a.tif", alphaQuadrants, 0},     {"q.bmp", colourQuadrants, 0},
   };
   // At full size, and reduced 4 × 4 so that every codec's own reduction (DCT scaling, WebP's scaler, our
   // boxes) is checked too; no box straddles two quadrants.
@@ -184,9 +188,9 @@ TEST_F(ImageDecoderFiles, ReducesWhileDecodingButNeverBelowTheTarget) {
       {"photo.png", 150, 100, 200, 100},    // factors 2 × 3, the widest box that stays above 150
       {"photo.png", 0, -5, 1, 1},           // targets below 1 count as 1
       {"photo-interlaced.png", 100, 100, 100, 100},
-      {"photo.webp", 120, 90, 120, 90},     // the WebP scaler goes straight to the target
+      {"photo.webp", 120, 90, 120, 90},  // the WebP scaler goes straight to the target
       {"photo.webp", 800, 90, 400, 90},
-      {"photo.avif", 100, 100, 100, 100},   // whole-image codecs are box-reduced after decoding
+      {"photo.avif", 100, 100, 100, 100},  // whole-image codecs are box-reduced after decoding
       {"photo.heic", 130, 100, 134, 100},
       {"photo.jxl", 200, 150, 200, 150},
       {"photo.gif", 100, 100, 100, 100},
@@ -200,7 +204,8 @@ TEST_F(ImageDecoderFiles, ReducesWhileDecodingButNeverBelowTheTarget) {
     ASSERT_TRUE(raster);
     EXPECT_EQ(raster->width, row.width);
     EXPECT_EQ(raster->height, row.height);
-    EXPECT_EQ(raster->pixels.size(), static_cast<std::size_t>(row.width) * static_cast<std::size_t>(row.height));
+    EXPECT_EQ(raster->pixels.size(),
+              static_cast<std::size_t>(row.width) * static_cast<std::size_t>(row.height));
   }
 }
 
@@ -220,7 +225,8 @@ TEST_F(ImageDecoderFiles, TruncatedFilesGiveNothing) {
     const ByteVector& whole = file(name);
     for (int tenths = 1; tenths <= 9; ++tenths) {
       SCOPED_TRACE(std::string(name) + " cut at " + std::to_string(tenths) + "/10");
-      const ByteVector prefix(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() * tenths / 10));
+      const ByteVector prefix(whole.begin(),
+                              whole.begin() + static_cast<std::ptrdiff_t>(whole.size() * tenths / 10));
       EXPECT_FALSE(decode(prefix, 64, 64));
     }
   }
@@ -299,16 +305,15 @@ TEST(ImageDecoder, PlansTheLargestBoxThatKeepsTheTarget) {
     std::int32_t factorX, factorY, width, height;
   };
   const Row rows[] = {
-      {4000, 3000, 300, 200, 13, 15, 308, 200},
-      {640, 480, 640, 480, 1, 1, 640, 480},
-      {100, 100, 1000, 1000, 1, 1, 100, 100},
-      {7, 5, 2, 2, 3, 2, 3, 3},
+      {4000, 3000, 300, 200, 13, 15, 308, 200},       {640, 480, 640, 480, 1, 1, 640, 480},
+      {100, 100, 1000, 1000, 1, 1, 100, 100},         {7, 5, 2, 2, 3, 2, 3, 3},
       {20000, 20000, 20000, 20000, 8, 4, 2500, 5000},  // the raster limit forces boxes
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(std::to_string(row.sourceWidth) + "x" + std::to_string(row.sourceHeight) + " to " +
                  std::to_string(row.targetWidth) + "x" + std::to_string(row.targetHeight));
-    const auto plan = decoding::planReduction(row.sourceWidth, row.sourceHeight, {row.targetWidth, row.targetHeight});
+    const auto plan =
+        decoding::planReduction(row.sourceWidth, row.sourceHeight, {row.targetWidth, row.targetHeight});
     EXPECT_EQ(plan.factorX, row.factorX);
     EXPECT_EQ(plan.factorY, row.factorY);
     EXPECT_EQ(plan.width, row.width);

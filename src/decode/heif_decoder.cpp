@@ -12,7 +12,9 @@ namespace {
 template <auto Release>
 struct Releaser {
   template <typename T>
-  void operator()(T* p) const { Release(p); }
+  void operator()(T* p) const {
+    Release(p);
+  }
 };
 using Context = std::unique_ptr<heif_context, Releaser<heif_context_free>>;
 using Handle = std::unique_ptr<heif_image_handle, Releaser<heif_image_handle_release>>;
@@ -29,9 +31,11 @@ std::optional<Raster> decodeHeif(ByteSpan bytes, Target target) {
     return std::nullopt;
   }
   heif_image_handle* rawHandle = nullptr;
-  if (heif_context_get_primary_image_handle(context.get(), &rawHandle).code != heif_error_Ok) return std::nullopt;
+  if (heif_context_get_primary_image_handle(context.get(), &rawHandle).code != heif_error_Ok)
+    return std::nullopt;
   Handle handle(rawHandle);
-  if (!fitsFullDecode(heif_image_handle_get_width(handle.get()), heif_image_handle_get_height(handle.get()))) {
+  if (!fitsFullDecode(heif_image_handle_get_width(handle.get()),
+                      heif_image_handle_get_height(handle.get()))) {
     return std::nullopt;
   }
   const bool premultiplied = heif_image_handle_is_premultiplied_alpha(handle.get()) != 0;
@@ -41,7 +45,8 @@ std::optional<Raster> decodeHeif(ByteSpan bytes, Target target) {
   options->convert_hdr_to_8bit = 1;
   heif_image* rawImage = nullptr;
   if (heif_decode_image(handle.get(), &rawImage, heif_colorspace_RGB, heif_chroma_interleaved_RGBA,
-                        options.get()).code != heif_error_Ok) {
+                        options.get())
+          .code != heif_error_Ok) {
     return std::nullopt;
   }
   Image image(rawImage);
@@ -58,7 +63,8 @@ std::optional<Raster> decodeHeif(ByteSpan bytes, Target target) {
   if (!reducer) return std::nullopt;
   const auto alpha = premultiplied ? BoxReducer::Alpha::premultiplied : BoxReducer::Alpha::straight;
   for (int y = 0; y < height; ++y) {
-    reducer->addRgba(y, 0, 1, width, plane + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride), alpha);
+    reducer->addRgba(y, 0, 1, width, plane + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride),
+                     alpha);
   }
   return reducer->finish();
 }

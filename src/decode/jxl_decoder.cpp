@@ -23,7 +23,8 @@ void onPixels(void* reducer, std::size_t x, std::size_t y, std::size_t count, co
 }  // namespace
 
 std::optional<Raster> decodeJxl(ByteSpan bytes, Target target) {
-  std::unique_ptr<JxlDecoder, decltype(&JxlDecoderDestroy)> decoder(JxlDecoderCreate(nullptr), JxlDecoderDestroy);
+  std::unique_ptr<JxlDecoder, decltype(&JxlDecoderDestroy)> decoder(JxlDecoderCreate(nullptr),
+                                                                    JxlDecoderDestroy);
   if (!decoder) return std::nullopt;
   JxlDecoder* dec = decoder.get();
   if (JxlDecoderSubscribeEvents(dec, JXL_DEC_BASIC_INFO | JXL_DEC_FULL_IMAGE) != JXL_DEC_SUCCESS ||
@@ -37,7 +38,8 @@ std::optional<Raster> decodeJxl(ByteSpan bytes, Target target) {
     switch (JxlDecoderProcessInput(dec)) {
       case JXL_DEC_BASIC_INFO: {
         JxlBasicInfo info{};
-        if (JxlDecoderGetBasicInfo(dec, &info) != JXL_DEC_SUCCESS || !fitsFullDecode(info.xsize, info.ysize)) {
+        if (JxlDecoderGetBasicInfo(dec, &info) != JXL_DEC_SUCCESS ||
+            !fitsFullDecode(info.xsize, info.ysize)) {
           return std::nullopt;
         }
         // Straight alpha out, whatever the file stores.

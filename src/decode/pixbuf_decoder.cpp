@@ -31,9 +31,7 @@ std::optional<std::size_t> skipSubBlocks(ByteSpan b, std::size_t pos) {
   return std::nullopt;
 }
 
-std::size_t colourTableBytes(std::uint8_t flags) {
-  return (flags & 0x80) ? 3u << ((flags & 7) + 1) : 0;
-}
+std::size_t colourTableBytes(std::uint8_t flags) { return (flags & 0x80) ? 3u << ((flags & 7) + 1) : 0; }
 
 struct GifLayout {
   DeclaredSize screen, firstImage;
@@ -111,9 +109,12 @@ bool bmpPixelsComplete(ByteSpan b, DeclaredSize size) {
 
 const char* loaderName(PixbufFormat format) {
   switch (format) {
-    case PixbufFormat::gif: return "gif";
-    case PixbufFormat::tiff: return "tiff";
-    case PixbufFormat::bmp: return "bmp";
+    case PixbufFormat::gif:
+      return "gif";
+    case PixbufFormat::tiff:
+      return "tiff";
+    case PixbufFormat::bmp:
+      return "bmp";
   }
   return "";
 }
@@ -124,8 +125,9 @@ std::optional<Raster> reduce(const GdkPixbuf* pixbuf, bool premultiplied, Target
   const int width = gdk_pixbuf_get_width(pixbuf), height = gdk_pixbuf_get_height(pixbuf);
   const int channels = gdk_pixbuf_get_n_channels(pixbuf), stride = gdk_pixbuf_get_rowstride(pixbuf);
   const bool alpha = gdk_pixbuf_get_has_alpha(pixbuf);
-  if (gdk_pixbuf_get_colorspace(pixbuf) != GDK_COLORSPACE_RGB || gdk_pixbuf_get_bits_per_sample(pixbuf) != 8 ||
-      channels != (alpha ? 4 : 3) || !fitsFullDecode(width, height) || stride < width * channels) {
+  if (gdk_pixbuf_get_colorspace(pixbuf) != GDK_COLORSPACE_RGB ||
+      gdk_pixbuf_get_bits_per_sample(pixbuf) != 8 || channels != (alpha ? 4 : 3) ||
+      !fitsFullDecode(width, height) || stride < width * channels) {
     return std::nullopt;
   }
   auto reducer = BoxReducer::make(planReduction(width, height, target), true);
@@ -154,8 +156,10 @@ std::optional<DeclaredSize> declaredSize(ByteSpan bytes, PixbufFormat format) {
       return DeclaredSize{std::max(layout->screen.width, layout->firstImage.width),
                           std::max(layout->screen.height, layout->firstImage.height)};
     }
-    case PixbufFormat::tiff: return tiffSize(bytes);
-    case PixbufFormat::bmp: return bmpSize(bytes);
+    case PixbufFormat::tiff:
+      return tiffSize(bytes);
+    case PixbufFormat::bmp:
+      return bmpSize(bytes);
   }
   return std::nullopt;
 }

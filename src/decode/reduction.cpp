@@ -27,8 +27,7 @@ ReductionPlan planReduction(std::int32_t sourceWidth, std::int32_t sourceHeight,
   };
   // Each doubling at least nearly halves the output, so this ends within about 64 rounds.
   while (outputPixels() > maxPixels && std::int64_t{plan.factorX} * plan.factorY * 2 <= maxBoxPixels) {
-    const bool widthIsLonger =
-        ceilDiv(sourceWidth, plan.factorX) >= ceilDiv(sourceHeight, plan.factorY);
+    const bool widthIsLonger = ceilDiv(sourceWidth, plan.factorX) >= ceilDiv(sourceHeight, plan.factorY);
     std::int32_t& factor = widthIsLonger ? plan.factorX : plan.factorY;
     factor = std::min(factor * 2, widthIsLonger ? sourceWidth : sourceHeight);
     if (plan.factorX == sourceWidth && plan.factorY == sourceHeight) break;
@@ -68,7 +67,8 @@ std::optional<BoxReducer> BoxReducer::make(const ReductionPlan& plan, bool rowsI
 BoxReducer::BoxReducer(const ReductionPlan& plan, bool rowsInOrder)
     : plan_(plan),
       rowsInOrder_(rowsInOrder),
-      sums_(static_cast<std::size_t>(plan.width) * 4 * static_cast<std::size_t>(rowsInOrder ? 1 : plan.height)),
+      sums_(static_cast<std::size_t>(plan.width) * 4 *
+            static_cast<std::size_t>(rowsInOrder ? 1 : plan.height)),
       columnOf_(static_cast<std::size_t>(plan.sourceWidth)) {
   for (std::int32_t x = 0; x < plan.sourceWidth; ++x) {
     columnOf_[static_cast<std::size_t>(x)] = static_cast<std::uint32_t>(x / plan.factorX) * 4;
@@ -138,21 +138,23 @@ void BoxReducer::addPremultipliedRow(std::int32_t y, const std::uint32_t* argb) 
 
 void BoxReducer::flushRow(std::int32_t outputRow) {
   if (outputRow >= plan_.height) return;
-  const std::uint32_t* sums =
-      rowsInOrder_ ? sums_.data()
-                   : sums_.data() + static_cast<std::size_t>(outputRow) * static_cast<std::size_t>(plan_.width) * 4;
-  const std::uint32_t rows = static_cast<std::uint32_t>(
-      std::min(plan_.factorY, plan_.sourceHeight - outputRow * plan_.factorY));
-  std::uint32_t* out = raster_.pixels.data() + static_cast<std::size_t>(outputRow) * static_cast<std::size_t>(plan_.width);
+  const std::uint32_t* sums = rowsInOrder_ ? sums_.data()
+                                           : sums_.data() + static_cast<std::size_t>(outputRow) *
+                                                                static_cast<std::size_t>(plan_.width) * 4;
+  const std::uint32_t rows =
+      static_cast<std::uint32_t>(std::min(plan_.factorY, plan_.sourceHeight - outputRow * plan_.factorY));
+  std::uint32_t* out =
+      raster_.pixels.data() + static_cast<std::size_t>(outputRow) * static_cast<std::size_t>(plan_.width);
   for (std::int32_t x = 0; x < plan_.width; ++x, sums += 4) {
-    const std::uint32_t columns = static_cast<std::uint32_t>(
-        std::min(plan_.factorX, plan_.sourceWidth - x * plan_.factorX));
+    const std::uint32_t columns =
+        static_cast<std::uint32_t>(std::min(plan_.factorX, plan_.sourceWidth - x * plan_.factorX));
     const std::uint32_t n = rows * columns;
     if (n == 1) {
       out[x] = packArgb(sums[0], sums[1], sums[2], sums[3]);
     } else {
       const std::uint32_t half = n / 2;
-      out[x] = packArgb((sums[0] + half) / n, (sums[1] + half) / n, (sums[2] + half) / n, (sums[3] + half) / n);
+      out[x] =
+          packArgb((sums[0] + half) / n, (sums[1] + half) / n, (sums[2] + half) / n, (sums[3] + half) / n);
     }
   }
 }
@@ -175,7 +177,8 @@ std::optional<Raster> reduceRaster(Raster full, Target target) {
   auto reducer = BoxReducer::make(plan, true);
   if (!reducer) return std::nullopt;
   for (std::int32_t y = 0; y < full.height; ++y) {
-    reducer->addPremultipliedRow(y, full.pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(full.width));
+    reducer->addPremultipliedRow(
+        y, full.pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(full.width));
   }
   return reducer->finish();
 }

@@ -52,8 +52,8 @@ class BoxReducer {
   // Adds count pixels of source row y, given as RGBA bytes: the first at x and at first[0..3], each next one
   // xStep pixels further right, in the row and in memory. Rows must arrive in ascending y when the reducer
   // was made for rows in order. Pixels outside the source are ignored.
-  void addRgba(std::int32_t y, std::int32_t x, std::int32_t xStep, std::int32_t count, const std::uint8_t* first,
-               Alpha alpha = Alpha::straight);
+  void addRgba(std::int32_t y, std::int32_t x, std::int32_t xStep, std::int32_t count,
+               const std::uint8_t* first, Alpha alpha = Alpha::straight);
 
   // Adds a whole source row of straight-alpha RGBA bytes.
   void addStraightRgbaRow(std::int32_t y, const std::uint8_t* rgba) {

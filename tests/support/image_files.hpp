@@ -21,7 +21,9 @@ inline ByteVector readFile(const std::filesystem::path& path) {
 }
 
 // Runs a shell command quietly; true when it exits 0.
-inline bool run(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; }
+inline bool run(const std::string& command) {
+  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+}
 
 // A fresh directory (under the system's temporary directory unless told where), removed with the object.
 class ScratchDirectory {
