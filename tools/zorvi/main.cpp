@@ -14,6 +14,8 @@ constexpr Command commands[] = {
     {"manifest", "print a board's manifest as JSON", "BOARD", runManifest},
     {"pack", "make a board from a folder holding manifest.json, images/ and thumbnails/", "DIR OUT", runPack},
     {"unpack", "write a board's manifest, images and thumbnails into a folder", "BOARD DIR", runUnpack},
+    {"thumbnail", "draw a board into a PNG whose longer side is N × S pixels", "BOARD OUT.png [--size N] [--scale S]",
+     runThumbnail, "size scale"},
     {"update-check", "compare VERSION with an update feed record (FEED.json - reads stdin)", "VERSION FEED.json",
      runUpdateCheck},
 };
@@ -41,7 +43,7 @@ int dispatch(std::span<char* const> words) {
   for (const auto& command : commands) {
     if (command.name != name) continue;
     try {
-      const Arguments arguments = parseArguments(words.subspan(1));
+      const Arguments arguments = parseArguments(words.subspan(1), command.spacedValueOptions);
       if (arguments.options.contains("help")) {
         printLine(stdout, usageLine(command) + "\n" + std::string(command.summary));
         return exitSuccess;
