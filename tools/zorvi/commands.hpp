@@ -9,5 +9,6 @@ int runInfo(const Arguments& arguments);
 int runManifest(const Arguments& arguments);
 int runPack(const Arguments& arguments);
 int runUnpack(const Arguments& arguments);
+int runExport(const Arguments& arguments);
 
 }  // namespace zorvi::cli
