@@ -37,15 +37,15 @@ Manifest exampleManifest() {
                        ItemSource{"file:///Users/example/swatch.jpg", utc(2025y / March / 14, 9h + 30min)},
                        "Fabric swatch", CaptionAlignment::center, false, std::nullopt);
   m.items.emplace_back(id("00000000-0000-4000-8000-000000000002"),
-                       TextContent{"Warm tones\nfor summer", "#111111", 44}, Frame{400, 0, 320, 120}, 1, false,
-                       std::nullopt);
+                       TextContent{"Warm tones\nfor summer", "#111111", 44}, Frame{400, 0, 320, 120}, 1,
+                       false, std::nullopt);
   m.items.emplace_back(id("00000000-0000-4000-8000-000000000003"),
                        ShapeContent{"#E8DCCA", std::nullopt, 3, "Materials", std::nullopt},
                        Frame{-20, -40, 800, 600}, -1, true, id("00000000-0000-4000-8000-0000000000AA"));
-  m.items.emplace_back(id("00000000-0000-4000-8000-000000000004"),
-                       DrawingContent{{{0, 0}, {0.5, 1}, {1, 0.25}}, "#111111", 3,
-                                      DrawingContent::LineStyle::dashed},
-                       Frame{10, 20, 30, 40}, 2, false, std::nullopt);
+  m.items.emplace_back(
+      id("00000000-0000-4000-8000-000000000004"),
+      DrawingContent{{{0, 0}, {0.5, 1}, {1, 0.25}}, "#111111", 3, DrawingContent::LineStyle::dashed},
+      Frame{10, 20, 30, 40}, 2, false, std::nullopt);
   return m;
 }
 
@@ -202,7 +202,9 @@ TEST(ManifestCoder, EncodesTheExampleBoardExactly) {
   EXPECT_EQ(ManifestCoder::encode(exampleManifest()), kExampleJson);
 }
 
-TEST(ManifestCoder, DecodesTheExampleBoard) { EXPECT_EQ(ManifestCoder::decode(kExampleJson), exampleManifest()); }
+TEST(ManifestCoder, DecodesTheExampleBoard) {
+  EXPECT_EQ(ManifestCoder::decode(kExampleJson), exampleManifest());
+}
 
 void expectKeysAscending(const rapidjson::Value& value, const std::string& path) {
   if (value.IsArray()) {
@@ -300,7 +302,8 @@ TEST(ManifestCoder, PageSetupIsLenientAboutStrings) {
       {R"({"format": "tabloid", "orientation": "LANDSCAPE"})", {PageFormat::a4, PageOrientation::portrait}},
       {R"({"format": "A5", "orientation": "Landscape"})", {PageFormat::a4, PageOrientation::portrait}},
       {R"({"format": "a5", "orientation": "landscape"})", {PageFormat::a5, PageOrientation::landscape}},
-      {R"({"format": "screen16x9", "orientation": "portrait"})", {PageFormat::screen16x9, PageOrientation::portrait}},
+      {R"({"format": "screen16x9", "orientation": "portrait"})",
+       {PageFormat::screen16x9, PageOrientation::portrait}},
       {R"({"format": "legal"})", {PageFormat::legal, PageOrientation::portrait}},
       {R"({"orientation": "landscape"})", {PageFormat::a4, PageOrientation::landscape}},
   };
@@ -344,8 +347,12 @@ TEST(ManifestCoder, RefusesEveryMalformedManifest) {
       {"exponent too big for a double", itemWith(R"("extra": 1e400)"), "invalid JSON"},
       {"digits too big for a double", itemWith(R"("extra": 2.7976931348623157e308)"), "invalid JSON"},
       {"tiny mantissa, huge exponent", itemWith(R"("extra": 0.00001e99999999999999999999)"), "invalid JSON"},
-      {"long integer beyond a double", itemWith(R"("extra": 1)" + std::string(400, '0') + ")"), "invalid JSON"},
-      {"negative number too big", itemWith(R"("extra": -179769313486231580793728971405303415079934132710037826936173778980444968292764750946649017977587207096330286416692887910946555547851940402630657488671505820681908902000708383676273854845817711531764475730270069855571366959622842914819860834936475292719074168444365510704342711559699508093042880177904174497792)"), "invalid JSON"},
+      {"long integer beyond a double", itemWith(R"("extra": 1)" + std::string(400, '0') + ")"),
+       "invalid JSON"},
+      {"negative number too big",
+       itemWith(
+           R"("extra": -179769313486231580793728971405303415079934132710037826936173778980444968292764750946649017977587207096330286416692887910946555547851940402630657488671505820681908902000708383676273854845817711531764475730270069855571366959622842914819860834936475292719074168444365510704342711559699508093042880177904174497792)"),
+       "invalid JSON"},
       // The root.
       {"empty object", "{}", "schemaVersion"},
       {"array root", "[]", "manifest"},
@@ -370,15 +377,21 @@ TEST(ManifestCoder, RefusesEveryMalformedManifest) {
       {"createdAt on February 30", withBoard(R"(, "createdAt": "2025-02-30T09:26:53Z")"), "board.createdAt"},
       {"modifiedAt as a number", withBoard(R"(, "modifiedAt": 0)"), "board.modifiedAt"},
       {"canvas null", withBoard(R"(, "canvas": null)"), "board.canvas"},
-      {"backgroundColor missing", withBoard(R"(, "canvas": {"lastViewport": {"offsetX": 0, "offsetY": 0, "zoom": 1}})"),
+      {"backgroundColor missing",
+       withBoard(R"(, "canvas": {"lastViewport": {"offsetX": 0, "offsetY": 0, "zoom": 1}})"),
        "board.canvas.backgroundColor"},
-      {"zoom a string", withBoard(R"(, "canvas": {"backgroundColor": "#FFF", "lastViewport": {"offsetX": 0, "offsetY": 0, "zoom": "1"}})"),
+      {"zoom a string",
+       withBoard(
+           R"(, "canvas": {"backgroundColor": "#FFF", "lastViewport": {"offsetX": 0, "offsetY": 0, "zoom": "1"}})"),
        "board.canvas.lastViewport.zoom"},
-      {"offsetY null", withBoard(R"(, "canvas": {"backgroundColor": "#FFF", "lastViewport": {"offsetX": 0, "offsetY": null, "zoom": 1}})"),
+      {"offsetY null",
+       withBoard(
+           R"(, "canvas": {"backgroundColor": "#FFF", "lastViewport": {"offsetX": 0, "offsetY": null, "zoom": 1}})"),
        "board.canvas.lastViewport.offsetY"},
       {"pageSetup a string", withBoard(R"(, "pageSetup": "a4")"), "board.pageSetup"},
       {"page format a number", withBoard(R"(, "pageSetup": {"format": 4})"), "board.pageSetup.format"},
-      {"orientation a boolean", withBoard(R"(, "pageSetup": {"orientation": true})"), "board.pageSetup.orientation"},
+      {"orientation a boolean", withBoard(R"(, "pageSetup": {"orientation": true})"),
+       "board.pageSetup.orientation"},
       {"header a string", withBoard(R"(, "header": "x")"), "board.header"},
       {"header title a number", withBoard(R"(, "header": {"title": 1})"), "board.header.title"},
       // Items.
@@ -392,9 +405,11 @@ TEST(ManifestCoder, RefusesEveryMalformedManifest) {
       {"thumbnail an array", itemWith(R"("thumbnail": [])"), "items[0].thumbnail"},
       {"frame missing", withItem(R"({"id": "00000000-0000-4000-8000-000000000001"})"), "items[0].frame"},
       {"frame width a string", withItem(R"({"id": "00000000-0000-4000-8000-000000000001",
-         "frame": {"x": 1, "y": 2, "width": "3", "height": 4}})"), "items[0].frame.width"},
+         "frame": {"x": 1, "y": 2, "width": "3", "height": 4}})"),
+       "items[0].frame.width"},
       {"frame height missing", withItem(R"({"id": "00000000-0000-4000-8000-000000000001",
-         "frame": {"x": 1, "y": 2, "width": 3}})"), "items[0].frame.height"},
+         "frame": {"x": 1, "y": 2, "width": 3}})"),
+       "items[0].frame.height"},
       {"zIndex a string", itemWith(R"("zIndex": "0")"), "items[0].zIndex"},
       {"zIndex with a fraction", itemWith(R"("zIndex": 1.5)"), "items[0].zIndex"},
       {"zIndex with a zero fraction", itemWith(R"("zIndex": 1.0)"), "items[0].zIndex"},
@@ -407,20 +422,25 @@ TEST(ManifestCoder, RefusesEveryMalformedManifest) {
       {"captionAlignment unknown", itemWith(R"("captionAlignment": "middle")"), "items[0].captionAlignment"},
       {"naturalSize with a fraction", itemWith(R"("naturalSize": {"width": 1.5, "height": 2})"),
        "items[0].naturalSize.width"},
-      {"naturalSize height missing", itemWith(R"("naturalSize": {"width": 1})"), "items[0].naturalSize.height"},
+      {"naturalSize height missing", itemWith(R"("naturalSize": {"width": 1})"),
+       "items[0].naturalSize.height"},
       {"source without addedAt", itemWith(R"("source": {"url": "x"})"), "items[0].source.addedAt"},
       {"source url a number", itemWith(R"("source": {"url": 1, "addedAt": "2025-03-14T09:26:53Z"})"),
        "items[0].source.url"},
       {"text without content", itemWith(R"("text": {"color": "#000"})"), "items[0].text.content"},
-      {"fontSize a string", itemWith(R"("text": {"content": "", "fontSize": "44"})"), "items[0].text.fontSize"},
+      {"fontSize a string", itemWith(R"("text": {"content": "", "fontSize": "44"})"),
+       "items[0].text.fontSize"},
       {"strokeWidth a boolean", itemWith(R"("shape": {"strokeWidth": false})"), "items[0].shape.strokeWidth"},
-      {"titleFontSize a string", itemWith(R"("shape": {"titleFontSize": "28"})"), "items[0].shape.titleFontSize"},
+      {"titleFontSize a string", itemWith(R"("shape": {"titleFontSize": "28"})"),
+       "items[0].shape.titleFontSize"},
       {"drawing without points", itemWith(R"("drawing": {})"), "items[0].drawing.points"},
       {"points an object", itemWith(R"("drawing": {"points": {}})"), "items[0].drawing.points"},
       {"point without y", itemWith(R"("drawing": {"points": [{"x": 0, "y": 0}, {"x": 1}]})"),
        "items[0].drawing.points[1].y"},
-      {"line style unknown", itemWith(R"("drawing": {"points": [], "style": "dotted"})"), "items[0].drawing.style"},
-      {"drawing color a number", itemWith(R"("drawing": {"points": [], "color": 1})"), "items[0].drawing.color"},
+      {"line style unknown", itemWith(R"("drawing": {"points": [], "style": "dotted"})"),
+       "items[0].drawing.style"},
+      {"drawing color a number", itemWith(R"("drawing": {"points": [], "color": 1})"),
+       "items[0].drawing.color"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -459,23 +479,35 @@ TEST(ManifestCoder, AcceptsEveryNumberFormForDoubles) {
     double expected;
   };
   const Row rows[] = {
-      {"44", 44},         {"44.0", 44},     {"4.4e1", 44},     {"440E-1", 44},
-      {"-0", 0},          {"-1.5", -1.5},   {"1e-320", 1e-320}, {"18446744073709551616", 18446744073709551616.0},
-      {"0.1", 0.1},       {"2.2250738585072011e-308", 2.2250738585072011e-308},
-      {"1e-400", 0},      {"-0.0001e-330", 0},  {"0.000e-999999999", 0},
-      {"1.7976931348623158e308", 1.7976931348623157e308}, {"123456789012345678901234567890e-10", 1.2345678901234568e19},
-      {"4.9406564584124654e-324", 5e-324}, {"9223372036854775808", 9223372036854775808.0},
+      {"44", 44},
+      {"44.0", 44},
+      {"4.4e1", 44},
+      {"440E-1", 44},
+      {"-0", 0},
+      {"-1.5", -1.5},
+      {"1e-320", 1e-320},
+      {"18446744073709551616", 18446744073709551616.0},
+      {"0.1", 0.1},
+      {"2.2250738585072011e-308", 2.2250738585072011e-308},
+      {"1e-400", 0},
+      {"-0.0001e-330", 0},
+      {"0.000e-999999999", 0},
+      {"1.7976931348623158e308", 1.7976931348623157e308},
+      {"123456789012345678901234567890e-10", 1.2345678901234568e19},
+      {"4.9406564584124654e-324", 5e-324},
+      {"9223372036854775808", 9223372036854775808.0},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.json);
-    const Manifest m = ManifestCoder::decode(itemWith(std::string(R"("text": {"content": "", "fontSize": )") +
-                                                      row.json + "}"));
+    const Manifest m = ManifestCoder::decode(
+        itemWith(std::string(R"("text": {"content": "", "fontSize": )") + row.json + "}"));
     EXPECT_EQ(m.items[0].text->fontSize, row.expected);
   }
 }
 
 TEST(ManifestCoder, RepeatedKeyKeepsItsLastValue) {
-  const Manifest m = ManifestCoder::decode(itemWith(R"("zIndex": 1, "locked": true, "zIndex": 2, "locked": null)"));
+  const Manifest m =
+      ManifestCoder::decode(itemWith(R"("zIndex": 1, "locked": true, "zIndex": 2, "locked": null)"));
   EXPECT_EQ(m.items[0].zIndex, 2);
   EXPECT_FALSE(m.items[0].locked);
   // A repeated key's earlier value is still checked as JSON but not as a field.
@@ -497,7 +529,8 @@ TEST(ManifestCoder, UnknownKeysAreIgnoredAndNotWrittenBack) {
 TEST(ManifestCoder, ReadsLowerCaseUuidsAndWritesUpperCase) {
   const Manifest m = ManifestCoder::decode(itemWith(R"("groupId": "abcdef00-1234-4bcd-8def-abcdefabcdef")"));
   EXPECT_EQ(m.items[0].groupId, id("ABCDEF00-1234-4BCD-8DEF-ABCDEFABCDEF"));
-  EXPECT_NE(ManifestCoder::encode(m).find(R"("groupId": "ABCDEF00-1234-4BCD-8DEF-ABCDEFABCDEF")"), std::string::npos);
+  EXPECT_NE(ManifestCoder::encode(m).find(R"("groupId": "ABCDEF00-1234-4BCD-8DEF-ABCDEFABCDEF")"),
+            std::string::npos);
 }
 
 TEST(ManifestCoder, WritesNoAbsentOptionalAndNoNull) {
@@ -508,9 +541,9 @@ TEST(ManifestCoder, WritesNoAbsentOptionalAndNoNull) {
   m.board.header = BoardHeader{};
   m.items.back().source = ItemSource{};
   const std::string written = ManifestCoder::encode(m);
-  for (const char* key : {"null", "\"pageSetup\":", "\"title\":", "\"client\":", "\"image\":", "\"thumbnail\":",
-                          "\"naturalSize\":", "\"caption", "\"groupId\":", "\"fillColor\":", "\"strokeColor\":",
-                          "\"titleFontSize\":", "\"url\":"}) {
+  for (const char* key : {"null", "\"pageSetup\":", "\"title\":", "\"client\":", "\"image\":",
+                          "\"thumbnail\":", "\"naturalSize\":", "\"caption", "\"groupId\":", "\"fillColor\":",
+                          "\"strokeColor\":", "\"titleFontSize\":", "\"url\":"}) {
     SCOPED_TRACE(key);
     EXPECT_EQ(written.find(key), std::string::npos);
   }
@@ -534,8 +567,10 @@ TEST(ManifestCoder, RefusesToWriteWhatCannotBeReadBack) {
       {"invalid UTF-8 name", [](Manifest& m) { m.board.name = "\xFF"; }},
       {"truncated UTF-8 caption", [](Manifest& m) { m.items[0].caption = "\xE6\x97"; }},
       {"encoded surrogate in a header", [](Manifest& m) { m.board.header->notes = "\xED\xA0\x80"; }},
-      {"date before year 0", [](Manifest& m) { m.board.createdAt = Date{std::chrono::seconds{-62167219201}}; }},
-      {"date after year 9999", [](Manifest& m) { m.items[0].source->addedAt = Date{std::chrono::seconds{253402300800}}; }},
+      {"date before year 0",
+       [](Manifest& m) { m.board.createdAt = Date{std::chrono::seconds{-62167219201}}; }},
+      {"date after year 9999",
+       [](Manifest& m) { m.items[0].source->addedAt = Date{std::chrono::seconds{253402300800}}; }},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -675,7 +710,10 @@ TEST(Utf8, FindsTheFirstFault) {
       {"stray continuation", "ab\x80", true, 2},
       {"FF", "\xFF", true, 0},
       {"truncated at the end", "ab\xE6\x97", true, 2},
-      {"continuation replaced by ASCII", "\xE6\x97" "a", true, 0},
+      {"continuation replaced by ASCII",
+       "\xE6\x97"
+       "a",
+       true, 0},
       {"mixed text", "caf\xC3\xA9 \xE6\x97\xA5 \xF0\x9F\x98\x80!", true, 15},
   };
   for (const Row& row : rows) {

@@ -62,5 +62,14 @@ TEST(TextMeasure, OddSizesAndBrokenTextDegradeInsteadOfFailing) {
   EXPECT_GT(engine.lineWidth(std::string("a\0b\xFF", 4), caption), 3 * monoAdvance18);
 }
 
+TEST(TextMeasure, SetsOnlyTheFirst32KiBOfAText) {
+  std::string lines;
+  for (int i = 0; i < 17000; ++i) lines += "a\n";  // 34,000 bytes
+  EXPECT_EQ(TextMeasure::wrappedLineCount(lines, 100, caption), 16384u);
+  // A cut inside a character leaves the whole character out.
+  const std::string accented = std::string(32767, 'a') + "\u00E9";
+  EXPECT_NEAR(TextMeasure::engine().lineWidth(accented, caption), 32767 * monoAdvance18, 1);
+}
+
 }  // namespace
 }  // namespace zorvi

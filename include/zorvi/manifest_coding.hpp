@@ -33,9 +33,10 @@ namespace ManifestCoder {
 std::string encode(const Manifest& manifest);
 
 // Strict UTF-8 JSON (no byte-order mark, comments, NaN, trailing commas, trailing text, lone
-// surrogates or numbers beyond the double range; nesting at most 512 deep) with the documented
-// defaults for missing or null keys; a repeated key keeps its last value. Throws
-// ManifestDecodingError, whose text names the first fault and where it lies.
+// surrogates, numbers too large for a double or exponents above 308; nesting at most 512 deep)
+// with the documented defaults for missing or null keys; a repeated key keeps its last value;
+// numbers too small for a double read as zero. Throws ManifestDecodingError, whose text names the
+// first fault and where it lies.
 Manifest decode(std::string_view json);
 // The same, over raw bytes such as an archive entry.
 Manifest decode(std::span<const std::uint8_t> bytes);

@@ -35,7 +35,8 @@ class TextMeasurer {
 namespace TextMeasure {
 
 // The measurer backed by the text engine that draws board pictures (Pango over fontconfig). Usable
-// from any thread; each thread keeps its own font state.
+// from any thread; each thread keeps its own font state. Like the drawing, it sets at most the first
+// 32 KiB of a text (a guard against hostile boards).
 const TextMeasurer& engine();
 
 // Lines that text needs when wrapped within width the way a style sheet with

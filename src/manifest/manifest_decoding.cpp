@@ -66,13 +66,19 @@ void appendPath(std::string& out, const Path& path) {
 
 std::string_view typeName(const Value& value) {
   switch (value.GetType()) {
-    case rapidjson::kNullType: return "null";
+    case rapidjson::kNullType:
+      return "null";
     case rapidjson::kFalseType:
-    case rapidjson::kTrueType: return "a boolean";
-    case rapidjson::kObjectType: return "an object";
-    case rapidjson::kArrayType: return "an array";
-    case rapidjson::kStringType: return "a string";
-    case rapidjson::kNumberType: return "a number";
+    case rapidjson::kTrueType:
+      return "a boolean";
+    case rapidjson::kObjectType:
+      return "an object";
+    case rapidjson::kArrayType:
+      return "an array";
+    case rapidjson::kStringType:
+      return "a string";
+    case rapidjson::kNumberType:
+      return "a number";
   }
   return "an unknown value";
 }
@@ -202,11 +208,13 @@ constexpr std::array<std::string_view, 5> kShapeKeys{"fillColor", "strokeColor",
 constexpr std::array<std::string_view, 4> kDrawingKeys{"points", "color", "strokeWidth", "style"};
 constexpr std::array<std::string_view, 2> kPointKeys{"x", "y"};
 constexpr std::array<std::string_view, 15> kItemKeys{
-    "id",      "type",    "image",   "thumbnail", "naturalSize",      "source", "text",  "shape",
-    "drawing", "caption", "captionAlignment",     "frame",            "zIndex", "locked", "groupId"};
+    "id",     "type",   "image",   "thumbnail", "naturalSize",      "source",
+    "text",   "shape",  "drawing", "caption",   "captionAlignment", "frame",
+    "zIndex", "locked", "groupId"};
 constexpr std::array<std::string_view, 3> kViewportKeys{"offsetX", "offsetY", "zoom"};
 constexpr std::array<std::string_view, 2> kCanvasKeys{"backgroundColor", "lastViewport"};
-constexpr std::array<std::string_view, 6> kHeaderKeys{"title", "client", "model", "date", "location", "notes"};
+constexpr std::array<std::string_view, 6> kHeaderKeys{"title", "client",   "model",
+                                                      "date",  "location", "notes"};
 constexpr std::array<std::string_view, 2> kPageSetupKeys{"format", "orientation"};
 constexpr std::array<std::string_view, 7> kBoardKeys{"id",     "name",      "createdAt", "modifiedAt",
                                                      "canvas", "pageSetup", "header"};
@@ -319,9 +327,8 @@ Canvas decodeCanvas(const Value& value, const Path& at) {
 
 BoardHeader decodeHeader(const Value& value, const Path& at) {
   const Record r(value, at, kHeaderKeys);
-  return {r.optional("title", asString),    r.optional("client", asString),
-          r.optional("model", asString),    r.optional("date", asString),
-          r.optional("location", asString), r.optional("notes", asString)};
+  return {r.optional("title", asString), r.optional("client", asString),   r.optional("model", asString),
+          r.optional("date", asString),  r.optional("location", asString), r.optional("notes", asString)};
 }
 
 // Lenient by design: a page setup from a newer application must not make the board unreadable,
@@ -342,9 +349,12 @@ PageSetup decodePageSetup(const Value& value, const Path& at) {
 
 Board decodeBoard(const Value& value, const Path& at) {
   const Record r(value, at, kBoardKeys);
-  return {r.get("id", asUuid),           r.get("name", asString),
-          r.get("createdAt", asDate),    r.get("modifiedAt", asDate),
-          r.get("canvas", decodeCanvas), r.optional("pageSetup", decodePageSetup),
+  return {r.get("id", asUuid),
+          r.get("name", asString),
+          r.get("createdAt", asDate),
+          r.get("modifiedAt", asDate),
+          r.get("canvas", decodeCanvas),
+          r.optional("pageSetup", decodePageSetup),
           r.optional("header", decodeHeader)};
 }
 
@@ -363,7 +373,8 @@ bool isTooLarge(std::string_view number) {
     std::size_t at = e + 1;
     const bool negative = number[at] == '-';
     if (number[at] == '-' || number[at] == '+') ++at;
-    for (; at < number.size() && exponent < 1'000'000'000; ++at) exponent = exponent * 10 + (number[at] - '0');
+    for (; at < number.size() && exponent < 1'000'000'000; ++at)
+      exponent = exponent * 10 + (number[at] - '0');
     if (negative) exponent = -exponent;
   }
   std::string_view mantissa = number.substr(0, e);
@@ -420,7 +431,9 @@ class CheckedHandler {
     }
     return document_.Double(number);
   }
-  bool String(const char* s, SizeType n, bool copy) { return checkText(s, n) && document_.String(s, n, copy); }
+  bool String(const char* s, SizeType n, bool copy) {
+    return checkText(s, n) && document_.String(s, n, copy);
+  }
   bool Key(const char* s, SizeType n, bool copy) { return checkText(s, n) && document_.Key(s, n, copy); }
   bool StartObject() { return enter() && document_.StartObject(); }
   bool EndObject(SizeType members) {
@@ -480,9 +493,7 @@ Manifest decode(std::string_view json) {
   rapidjson::MemoryStream stream(json.data(), json.size());
   rapidjson::Reader reader;
   CheckedHandler handler(document, mayEscapeSurrogate(json));
-  auto generate = [&](rapidjson::Document&) {
-    return !reader.Parse<kParseFlags>(stream, handler).IsError();
-  };
+  auto generate = [&](rapidjson::Document&) { return !reader.Parse<kParseFlags>(stream, handler).IsError(); };
   document.Populate(generate);
   if (reader.HasParseError()) {
     if (!handler.refusal().empty()) failSyntax(handler.refusal(), reader.GetErrorOffset());

@@ -57,7 +57,8 @@ class Writer {
 
   void number(std::string_view key, double value) {
     if (!std::isfinite(value)) {
-      throw ManifestEncodingError("\"" + std::string(key) + "\" holds NaN or an infinity, which JSON cannot hold");
+      throw ManifestEncodingError("\"" + std::string(key) +
+                                  "\" holds NaN or an infinity, which JSON cannot hold");
     }
     this->key(key);
     writer_.Double(value);

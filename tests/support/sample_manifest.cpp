@@ -34,10 +34,18 @@ class Random {
   std::uint64_t state_;
 };
 
-constexpr std::array<std::string_view, 24> kPieces{
-    "Spring",  "collection", " ",        "/",      "\"",        "\\",     "\n",       "\t",
-    "\r\n",    "\x01",       "\x1f",     "é",      "日本語",    "👩‍👩‍👧",  "\u2028",   "\u00A0",
-    "a/b/c",   "<b>&amp;",   "Ünïcödé",  "#F5F2EC", "https://",  "\x7f",   "Z",        std::string_view("\0", 1)};
+constexpr std::array<std::string_view, 24> kPieces{"Spring",   "collection",
+                                                   " ",        "/",
+                                                   "\"",       "\\",
+                                                   "\n",       "\t",
+                                                   "\r\n",     "\x01",
+                                                   "\x1f",     "é",
+                                                   "日本語",   "👩‍👩‍👧",
+                                                   "\u2028",   "\u00A0",
+                                                   "a/b/c",    "<b>&amp;",
+                                                   "Ünïcödé",  "#F5F2EC",
+                                                   "https://", "\x7f",
+                                                   "Z",        std::string_view("\0", 1)};
 
 std::string text(Random& random, std::size_t maxPieces = 6) {
   std::string out;
@@ -64,8 +72,10 @@ Uuid uuid(Random& random) {
 Date date(Random& random) {
   constexpr std::int64_t kFirst = -62167219200, kLast = 253402300799;
   switch (random.below(8)) {
-    case 0: return Date{std::chrono::seconds{kFirst}};
-    case 1: return Date{std::chrono::seconds{kLast}};
+    case 0:
+      return Date{std::chrono::seconds{kFirst}};
+    case 1:
+      return Date{std::chrono::seconds{kLast}};
     default: {
       const std::int64_t span = kLast - kFirst + 1;
       return Date{std::chrono::seconds{kFirst + static_cast<std::int64_t>(random.next() % span)}};
@@ -74,14 +84,25 @@ Date date(Random& random) {
 }
 
 double number(Random& random) {
-  static constexpr std::array<double, 10> kSpecial{
-      0.0, -0.0, 1.0, -1.0, 0.1, 1e300, -1e-300, 5e-324, std::numeric_limits<double>::max(),
-      std::numeric_limits<double>::lowest()};
+  static constexpr std::array<double, 10> kSpecial{0.0,
+                                                   -0.0,
+                                                   1.0,
+                                                   -1.0,
+                                                   0.1,
+                                                   1e300,
+                                                   -1e-300,
+                                                   5e-324,
+                                                   std::numeric_limits<double>::max(),
+                                                   std::numeric_limits<double>::lowest()};
   switch (random.below(6)) {
-    case 0: return random.pick(kSpecial);
-    case 1: return static_cast<double>(static_cast<std::int64_t>(random.below(4001)) - 2000);
-    case 2: return (random.unit() - 0.5) * 1e6;
-    default: return random.unit() * 800.0;
+    case 0:
+      return random.pick(kSpecial);
+    case 1:
+      return static_cast<double>(static_cast<std::int64_t>(random.below(4001)) - 2000);
+    case 2:
+      return (random.unit() - 0.5) * 1e6;
+    default:
+      return random.unit() * 800.0;
   }
 }
 
@@ -100,7 +121,8 @@ std::optional<Uuid> maybeGroup(Random& random) {
 Frame frame(Random& random) { return {number(random), number(random), number(random), number(random)}; }
 
 PixelSize pixelSize(Random& random) {
-  if (random.chance(5)) return {std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::min()};
+  if (random.chance(5))
+    return {std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::min()};
   return {static_cast<std::int64_t>(random.below(8000)), static_cast<std::int64_t>(random.below(8000))};
 }
 
@@ -149,10 +171,15 @@ CanvasItem constructedItem(Random& random) {
       return CanvasItem(id, entryPath(random, "images/"), entryPath(random, "thumbnails/"), frame(random),
                         zIndex(random), pixelSize(random), source(random), maybeText(random, 50),
                         maybeAlignment(random), random.chance(20), maybeGroup(random));
-    case 1: return CanvasItem(id, textContent(random), frame(random), zIndex(random), random.chance(20), maybeGroup(random));
-    case 2: return CanvasItem(id, shapeContent(random), frame(random), zIndex(random), random.chance(20), maybeGroup(random));
+    case 1:
+      return CanvasItem(id, textContent(random), frame(random), zIndex(random), random.chance(20),
+                        maybeGroup(random));
+    case 2:
+      return CanvasItem(id, shapeContent(random), frame(random), zIndex(random), random.chance(20),
+                        maybeGroup(random));
     default:
-      return CanvasItem(id, drawingContent(random), frame(random), zIndex(random), random.chance(20), maybeGroup(random));
+      return CanvasItem(id, drawingContent(random), frame(random), zIndex(random), random.chance(20),
+                        maybeGroup(random));
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <new>
@@ -20,10 +21,24 @@ void Arguments::expect(std::size_t count, std::initializer_list<std::string_view
   if (operands.size() != count) throw UsageError("expected " + decimal(count) + " operands");
 }
 
-Arguments parseArguments(std::span<char* const> words) {
+namespace {
+
+bool takesSpacedValue(std::string_view name, std::string_view spacedValueOptions) {
+  while (!spacedValueOptions.empty()) {
+    const auto end = std::min(spacedValueOptions.find(' '), spacedValueOptions.size());
+    if (spacedValueOptions.substr(0, end) == name) return true;
+    spacedValueOptions.remove_prefix(std::min(end + 1, spacedValueOptions.size()));
+  }
+  return false;
+}
+
+}  // namespace
+
+Arguments parseArguments(std::span<char* const> words, std::string_view spacedValueOptions) {
   Arguments arguments;
   bool optionsEnded = false;
-  for (const std::string_view word : words) {
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const std::string_view word = words[i];
     if (optionsEnded || !word.starts_with("-") || word == "-") {
       arguments.operands.emplace_back(word);
     } else if (word == "--") {
@@ -31,6 +46,11 @@ Arguments parseArguments(std::span<char* const> words) {
     } else if (word.starts_with("--")) {
       const auto equals = word.find('=');
       const auto name = word.substr(2, equals == std::string_view::npos ? std::string_view::npos : equals - 2);
+      if (equals == std::string_view::npos && takesSpacedValue(name, spacedValueOptions)) {
+        if (i + 1 == words.size()) throw UsageError("--" + std::string(name) + " needs a value");
+        arguments.options[std::string(name)] = words[++i];
+        continue;
+      }
       arguments.options[std::string(name)] = equals == std::string_view::npos ? "" : std::string(word.substr(equals + 1));
     } else if (word == "-h") {
       arguments.options["help"] = "";

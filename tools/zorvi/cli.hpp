@@ -38,9 +38,13 @@ struct Command {
   std::string_view summary;  // one line for `zorvi --help`
   std::string_view usage;    // the operands and options after the name, as in "BOARD OUT [--size=N]"
   int (*run)(const Arguments& arguments);
+  // Options that may also be written "--name value", separated by spaces, as "size scale".
+  std::string_view spacedValueOptions = "";
 };
 
-Arguments parseArguments(std::span<char* const> words);
+// Splits words into options and operands; an option named in spacedValueOptions and written without
+// "=" takes the next word as its value.
+Arguments parseArguments(std::span<char* const> words, std::string_view spacedValueOptions = "");
 
 // Runs `body`, turning a failure into the single line "zorvi: PATH: CASE: DETAIL" on stderr and exit 1.
 // CASE is the board error's case name, or json, zip or filesystem for the other errors of writing.

@@ -87,7 +87,20 @@ PangoFontDescription* describe(const Font& font, bool monospaceHasItalic) {
   return desc;
 }
 
-LayoutPtr makeLayout(std::string_view text, const Font& font) {
+// Text past this many bytes is left out. No board picture shows that much legibly, and the lines it
+// would add lie below those drawn before them; without the cut a hostile board makes Pango allocate
+// gigabytes. A cut inside a UTF-8 sequence backs off to its start.
+constexpr std::size_t maxLaidOutBytes = std::size_t{1} << 15;
+
+std::string_view laidOutPart(std::string_view text) {
+  if (text.size() <= maxLaidOutBytes) return text;
+  std::size_t end = maxLaidOutBytes;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  return text.substr(0, end);
+}
+
+LayoutPtr makeLayout(std::string_view fullText, const Font& font) {
+  const std::string_view text = laidOutPart(fullText);
   ContextState& s = state();
   LayoutPtr layout{pango_layout_new(s.context)};
   PangoFontDescription* desc = describe(font, s.monospaceHasItalic);

@@ -1,0 +1,168 @@
+// zorvi thumbnail BOARD OUT.png [--size N] [--scale S]: the board as an opaque PNG whose longer side is
+// N × S pixels, for file managers (through the .thumbnailer entry) and for scripts.
+#include <signal.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "commands.hpp"
+#include "output_file.hpp"
+#include "zorvi/thumbnail_provider.hpp"
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ZORVI_UNDER_ASAN 1
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__)
+#define ZORVI_UNDER_ASAN 1
+#endif
+
+namespace zorvi::cli {
+namespace {
+
+#ifdef ZORVI_UNDER_ASAN
+constexpr bool underAddressSanitizer = true;
+#else
+constexpr bool underAddressSanitizer = false;
+#endif
+
+enum : int { exitNothingToDraw = 3, exitLimitReached = 4 };
+
+// CPU time is what a hostile board burns; the wall-clock cap, looser so a busy machine does not cut
+// short an honest board, catches a process that waits instead.
+constexpr rlim_t cpuSeconds = 5;
+constexpr unsigned wallSeconds = 20;
+constexpr rlim_t addressSpaceBytes = rlim_t{1} << 30;
+
+// Filled before the limits are armed, so the signal handler only writes and exits.
+char limitLine[1024];
+std::size_t limitLineLength = 0;
+
+void onLimit(int) {
+  if (write(STDERR_FILENO, limitLine, limitLineLength) < 0) _exit(exitLimitReached);
+  _exit(exitLimitReached);
+}
+
+// A file manager sets no limits on a thumbnailer: a hostile board must end here, within seconds. The
+// output only appears at the very end (see HoldLimitSignals), so a run cut short leaves no file.
+void capTimeAndMemory(const std::filesystem::path& board) {
+  const std::string line = "zorvi: " + board.string() + ": time limit reached\n";
+  limitLineLength = std::min(line.size(), sizeof limitLine);
+  std::memcpy(limitLine, line.data(), limitLineLength);
+  struct sigaction action {};
+  action.sa_handler = onLimit;
+  sigaction(SIGALRM, &action, nullptr);
+  sigaction(SIGXCPU, &action, nullptr);
+  alarm(wallSeconds);
+  const rlimit cpu{cpuSeconds, cpuSeconds + 2};
+  setrlimit(RLIMIT_CPU, &cpu);
+  // AddressSanitizer reserves terabytes of address space for its shadow memory; such builds run uncapped.
+  if (!underAddressSanitizer) {
+    const rlimit memory{addressSpaceBytes, addressSpaceBytes};
+    setrlimit(RLIMIT_AS, &memory);
+  }
+}
+
+// Holds the limit signals while the output is written, so no limit can cut a file in half.
+class HoldLimitSignals {
+ public:
+  HoldLimitSignals() {
+    sigset_t held;
+    sigemptyset(&held);
+    sigaddset(&held, SIGALRM);
+    sigaddset(&held, SIGXCPU);
+    sigprocmask(SIG_BLOCK, &held, &previous_);
+  }
+  ~HoldLimitSignals() { sigprocmask(SIG_SETMASK, &previous_, nullptr); }
+  HoldLimitSignals(const HoldLimitSignals&) = delete;
+  HoldLimitSignals& operator=(const HoldLimitSignals&) = delete;
+
+ private:
+  sigset_t previous_;
+};
+
+// GNOME runs thumbnailers where /etc/fonts is missing, and fontconfig would then set all text in
+// whatever font sorts first. Our own fonts.conf lies in the prefix's share/zorvi, beside bin/.
+void useBundledFontsWhenTheSystemsAreMissing() {
+  if (std::getenv("FONTCONFIG_FILE") != nullptr || access("/etc/fonts/fonts.conf", R_OK) == 0) return;
+  std::error_code error;
+  const std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", error);
+  const std::filesystem::path candidates[] = {
+      error ? std::filesystem::path() : exe.parent_path().parent_path() / "share/zorvi/fonts.conf",
+      std::filesystem::path(ZORVI_INSTALL_DATADIR) / "zorvi/fonts.conf",
+  };
+  for (const auto& candidate : candidates) {
+    if (!candidate.empty() && access(candidate.c_str(), R_OK) == 0) {
+      setenv("FONTCONFIG_FILE", candidate.c_str(), 1);
+      return;
+    }
+  }
+}
+
+double numberOption(const Arguments& arguments, const std::string& name, double fallback, bool zeroAllowed) {
+  const auto found = arguments.options.find(name);
+  if (found == arguments.options.end()) return fallback;
+  const std::string& text = found->second;
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  const bool ok = error == std::errc() && end == text.data() + text.size() && std::isfinite(value) &&
+                  (zeroAllowed ? value >= 0 : value > 0);
+  if (!ok) throw UsageError("--" + name + (zeroAllowed ? " takes a number of 0 or more" : " takes a number above 0"));
+  return value;
+}
+
+int report(const std::filesystem::path& path, std::string_view what, int status) {
+  const std::string line = "zorvi: " + path.string() + ": " + std::string(what) + "\n";
+  std::fwrite(line.data(), 1, line.size(), stderr);
+  return status;
+}
+
+}  // namespace
+
+int runThumbnail(const Arguments& arguments) {
+  arguments.expect(2, {"size", "scale"});
+  const double size = numberOption(arguments, "size", 256, true);
+  const double scale = numberOption(arguments, "scale", 1, false);
+  const std::filesystem::path board = arguments.operands[0];
+  const std::filesystem::path output = arguments.operands[1];
+  useBundledFontsWhenTheSystemsAreMissing();
+  capTimeAndMemory(board);
+  try {
+    std::optional<ThumbnailReply> reply;
+    std::optional<BoardArchiveError> error;
+    ThumbnailProvider().provideThumbnail({board, {size, size}, scale},
+                                         [&](std::optional<ThumbnailReply> r, std::optional<BoardArchiveError> e) {
+                                           reply = std::move(r);
+                                           error = std::move(e);
+                                         });
+    if (error) return reportingFailures(board, [&] { throw *error; });
+    if (!reply) return report(board, "nothing to draw", exitNothingToDraw);
+    // The reply's size is in points; the surface has the picture's own pixel size.
+    const auto picture = RasterCanvas::render(
+        static_cast<std::int32_t>(std::lround(reply->contextSize.width * scale)),
+        static_cast<std::int32_t>(std::lround(reply->contextSize.height * scale)), [&](DrawingContext& context) {
+          context.scale(scale, scale);
+          reply->drawingBlock(context);
+        });
+    const std::vector<std::uint8_t> png = picture ? RasterCanvas::encodePNG(*picture) : std::vector<std::uint8_t>{};
+    if (png.empty()) return report(board, "memory limit reached", exitLimitReached);
+    const HoldLimitSignals hold;
+    return reportingFailures(output, [&] { writeFileAtomically(output, png); });
+  } catch (const std::bad_alloc&) {
+    return report(board, "memory limit reached", exitLimitReached);
+  }
+}
+
+}  // namespace zorvi::cli
