@@ -43,6 +43,7 @@ struct Stroke {
   bool operator==(const Stroke&) const = default;
 };
 
+// Where the lines of a wrapped text box sit between its left and right edges.
 enum class TextAlignment { left, center, right };
 
 // Where board drawing goes: a Cairo bitmap in the product, a recorder in tests. Lengths are in the
