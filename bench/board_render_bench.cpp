@@ -30,13 +30,15 @@ BoardBundle vectorBoard(std::uint32_t count) {
     const Frame frame{position(random), position(random), size(random), size(random)};
     switch (i % 3) {
       case 0:
-        bundle.manifest.items.emplace_back(idNumber(i), ShapeContent{"#E8DCCA", "#333333", 3, "Section title", 28},
-                                           frame, i, false, std::nullopt);
+        bundle.manifest.items.emplace_back(idNumber(i),
+                                           ShapeContent{"#E8DCCA", "#333333", 3, "Section title", 28}, frame,
+                                           i, false, std::nullopt);
         break;
       case 1:
         bundle.manifest.items.emplace_back(
-            idNumber(i), TextContent{"Warm reds against cold harbour blues, amber for accents.", "#222222", 24}, frame,
-            i, false, std::nullopt);
+            idNumber(i),
+            TextContent{"Warm reds against cold harbour blues, amber for accents.", "#222222", 24}, frame, i,
+            false, std::nullopt);
         break;
       default: {
         DrawingContent drawing{{}, "#C0392B", 4, DrawingContent::LineStyle::dashed};
@@ -58,7 +60,8 @@ BENCHMARK(BM_RenderVectorBoard)->Arg(12)->Arg(150)->Unit(benchmark::kMillisecond
 void BM_CaptionHeight(benchmark::State& state) {
   const Font caption{FontFace::monospaceItalic, 18};
   for (auto _ : state)
-    benchmark::DoNotOptimize(TextMeasure::wrappedTextHeight("Harbour at dusk, seen from the old pier", 300, caption, 20.7));
+    benchmark::DoNotOptimize(
+        TextMeasure::wrappedTextHeight("Harbour at dusk, seen from the old pier", 300, caption, 20.7));
 }
 BENCHMARK(BM_CaptionHeight)->Unit(benchmark::kMicrosecond);
 

@@ -157,7 +157,9 @@ double numberOption(const Arguments& arguments, const std::string& name, double 
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   const bool ok = error == std::errc() && end == text.data() + text.size() && std::isfinite(value) &&
                   (zeroAllowed ? value >= 0 : value > 0);
-  if (!ok) throw UsageError("--" + name + (zeroAllowed ? " takes a number of 0 or more" : " takes a number above 0"));
+  if (!ok)
+    throw UsageError("--" + name +
+                     (zeroAllowed ? " takes a number of 0 or more" : " takes a number above 0"));
   return value;
 }
 
@@ -182,22 +184,25 @@ int runThumbnail(const Arguments& arguments) {
     std::optional<BoardArchiveError> error;
     {
       const MuteLibraries mute(sandboxed);
-      ThumbnailProvider().provideThumbnail({board, {size, size}, scale},
-                                           [&](std::optional<ThumbnailReply> r, std::optional<BoardArchiveError> e) {
-                                             reply = std::move(r);
-                                             error = std::move(e);
-                                           });
+      ThumbnailProvider().provideThumbnail(
+          {board, {size, size}, scale},
+          [&](std::optional<ThumbnailReply> r, std::optional<BoardArchiveError> e) {
+            reply = std::move(r);
+            error = std::move(e);
+          });
     }
     if (error) return reportingFailures(board, [&] { throw *error; });
     if (!reply) return report(board, "nothing to draw", exitNothingToDraw);
     // The reply's size is in points; the surface has the picture's own pixel size.
-    const auto picture = RasterCanvas::render(
-        static_cast<std::int32_t>(std::lround(reply->contextSize.width * scale)),
-        static_cast<std::int32_t>(std::lround(reply->contextSize.height * scale)), [&](DrawingContext& context) {
-          context.scale(scale, scale);
-          reply->drawingBlock(context);
-        });
-    const std::vector<std::uint8_t> png = picture ? RasterCanvas::encodePNG(*picture) : std::vector<std::uint8_t>{};
+    const auto picture =
+        RasterCanvas::render(static_cast<std::int32_t>(std::lround(reply->contextSize.width * scale)),
+                             static_cast<std::int32_t>(std::lround(reply->contextSize.height * scale)),
+                             [&](DrawingContext& context) {
+                               context.scale(scale, scale);
+                               reply->drawingBlock(context);
+                             });
+    const std::vector<std::uint8_t> png =
+        picture ? RasterCanvas::encodePNG(*picture) : std::vector<std::uint8_t>{};
     if (png.empty()) return report(board, "memory limit reached", exitLimitReached);
     const HoldLimitSignals hold;
     return reportingFailures(output, [&] { writeFileAtomically(output, png); });
