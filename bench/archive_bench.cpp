@@ -39,7 +39,7 @@ zorvi::BoardBundle heavyBundle() {
 // ZORVI_BENCH_BOARD names a board to read instead of the generated one.
 const fs::path& boardFile() {
   static const fs::path path = [] {
-    if (const char* given = std::getenv("ZORVI_BENCH_BOARD")) return fs::path(given);
+    if (const char* given = std::getenv("ZORVI_BENCH_BOARD"); given && *given) return fs::path(given);
     const fs::path made = fs::temp_directory_path() / ("zorvi-bench-" + std::to_string(::getpid()) + ".zorvi");
     zorvi::BoardArchive::write(heavyBundle(), made);
     std::atexit([] { fs::remove(boardFile()); });

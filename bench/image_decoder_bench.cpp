@@ -45,7 +45,8 @@ const ByteVector& photo(const std::string& name) {
       {"photo1600.avif", "avifenc -s 6 photo1600.png photo1600.avif"},
       {"huge.png", "python3 " ZORVI_BENCH_DIR "/make_large_png.py huge.png 20000 20000"},
   };
-  if (name != "photo1600.png" && name.rfind("photo1600", 0) == 0) image("photo1600.png", commands.at("photo1600.png"));
+  if (name != "photo1600.png" && name.rfind("photo1600", 0) == 0)
+    image("photo1600.png", commands.at("photo1600.png"));
   return image(name, commands.at(name));
 }
 

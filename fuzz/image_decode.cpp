@@ -8,7 +8,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::span<const std::uint8_t> bytes(data, size);
   if (const auto raster = zorvi::ImageDecoder::decode(bytes, 16, 16)) {
     // Cairo reads width × height words and requires every channel to stay within alpha.
-    if (raster->pixels.size() != static_cast<std::size_t>(raster->width) * static_cast<std::size_t>(raster->height)) {
+    if (raster->pixels.size() !=
+        static_cast<std::size_t>(raster->width) * static_cast<std::size_t>(raster->height)) {
       __builtin_trap();
     }
     for (const std::uint32_t pixel : raster->pixels) {

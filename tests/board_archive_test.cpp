@@ -166,6 +166,14 @@ TEST(BoardArchive, ReportsEachFailureAsItsCase) {
        Case::archiveCorrupt},
       {"size beyond 64 bits of memory", withEntry(sized("thumbnails/a.png", 0, ~std::uint64_t{0})),
        Case::archiveCorrupt},
+      {"entries sharing one deflate stream", buildZip([] {
+         std::vector<ZipEntry> entries = {manifestEntry(), file("images/0", std::string(100000, 'z'), 8)};
+         for (std::size_t i = 1; i < 200; ++i) {
+           entries.push_back({.name = "images/" + std::to_string(i), .sharesDataOf = 1});
+         }
+         return entries;
+       }()).bytes,
+       Case::archiveCorrupt},
       {"encrypted", withEntry(encrypted), Case::archiveCorrupt},
       {"bzip2", withEntry(bzip2), Case::archiveCorrupt},
       {"lzma", withEntry({.name = "images/a.png", .data = toBytes("x"), .method = 14}), Case::archiveCorrupt},

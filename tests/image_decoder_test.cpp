@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
+#include <functional>
 #include <future>
 #include <map>
 #include <string>
@@ -31,14 +33,16 @@ constexpr Quadrants greyQuadrants{black, white, grey80, grey40};
 constexpr Quadrants alphaQuadrants{halfRed, 0, halfRed, 0};
 
 std::uint32_t pixelAt(const Raster& raster, int x, int y) {
-  return raster.pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(raster.width) + static_cast<std::size_t>(x)];
+  return raster.pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(raster.width) +
+                       static_cast<std::size_t>(x)];
 }
 
 // Largest per-channel difference between two ARGB words.
 int channelDistance(std::uint32_t a, std::uint32_t b) {
   int worst = 0;
   for (int shift = 0; shift < 32; shift += 8) {
-    worst = std::max(worst, std::abs(static_cast<int>((a >> shift) & 0xFF) - static_cast<int>((b >> shift) & 0xFF)));
+    worst = std::max(worst,
+                     std::abs(static_cast<int>((a >> shift) & 0xFF) - static_cast<int>((b >> shift) & 0xFF)));
   }
   return worst;
 }
@@ -47,18 +51,20 @@ std::optional<Raster> decode(const ByteVector& bytes, std::int32_t width, std::i
   return ImageDecoder::decode(bytes, width, height);
 }
 
-// Every test file, made once from two pictures by the encoders a Debian desktop ships.
+// Every test file, made from two pictures by the encoders a Debian desktop ships. GoogleTest runs each
+// test in its own process under ctest, so the files are made once per set of commands and kept in the
+// build tree; a complete set is moved into place in one rename, so parallel runs never see half of one.
 class ImageDecoderFiles : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    scratch_ = new testing::ScratchDirectory;
-    const std::string dir = scratch_->path().string() + "/";
     const std::vector<std::pair<std::string, std::string>> commands = {
-        {"q.png", "convert -size 64x48 xc:white +antialias -fill '#FF0000' -draw 'rectangle 0,0 31,23' -fill "
-                  "'#00FF00' -draw 'rectangle 32,0 63,23' -fill '#0000FF' -draw 'rectangle 0,24 31,47' PNG24:q.png"},
-        {"g.png", "convert -size 64x48 xc:'#404040' +antialias -fill black -draw 'rectangle 0,0 31,23' -fill white "
-                  "-draw 'rectangle 32,0 63,23' -fill '#808080' -draw 'rectangle 0,24 31,47' -define "
-                  "png:color-type=0 -depth 8 g.png"},
+        {"q.png",
+         "convert -size 64x48 xc:white +antialias -fill '#FF0000' -draw 'rectangle 0,0 31,23' -fill "
+         "'#00FF00' -draw 'rectangle 32,0 63,23' -fill '#0000FF' -draw 'rectangle 0,24 31,47' PNG24:q.png"},
+        {"g.png",
+         "convert -size 64x48 xc:'#404040' +antialias -fill black -draw 'rectangle 0,0 31,23' -fill white "
+         "-draw 'rectangle 32,0 63,23' -fill '#808080' -draw 'rectangle 0,24 31,47' -define "
+         "png:color-type=0 -depth 8 g.png"},
         {"a.png", "convert -size 64x48 xc:none -fill '#FF000080' -draw 'rectangle 0,0 31,47' PNG32:a.png"},
         {"photo.png", "convert -seed 7 -size 400x300 plasma:fractal photo.png"},
         {"black.png", "convert -size 64x48 xc:black black.png"},
@@ -94,26 +100,32 @@ class ImageDecoderFiles : public ::testing::Test {
         {"photo.bmp", "convert photo.png BMP3:photo.bmp"},
         {"big.jpg", "convert -size 4000x3000 gradient:red-blue big.jpg"},
     };
-    files_ = new std::map<std::string, ByteVector>;
-    for (const auto& [name, command] : commands) {
-      if (!testing::run("cd " + dir + " && " + command)) {
-        setUpFailure_ = "could not make " + name + " with: " + command;
-        return;
+    std::string recipe;
+    for (const auto& [name, command] : commands) recipe += name + '\n' + command + '\n';
+    const std::filesystem::path cache = std::filesystem::path(ZORVI_BINARY_DIR) / "test-images" /
+                                        ("image_decoder-" + std::to_string(std::hash<std::string>{}(recipe)));
+    if (!std::filesystem::exists(cache)) {
+      std::error_code error;
+      std::filesystem::create_directories(cache.parent_path(), error);
+      testing::ScratchDirectory scratch(cache.parent_path());
+      for (const auto& [name, command] : commands) {
+        if (!testing::run("cd " + scratch.path().string() + " && " + command)) {
+          setUpFailure_ = "could not make " + name + " with: " + command;
+          return;
+        }
       }
-      (*files_)[name] = testing::readFile(scratch_->path() / name);
+      std::filesystem::rename(scratch.path(), cache, error);  // fails harmlessly when a parallel run won
     }
+    files_ = new std::map<std::string, ByteVector>;
+    for (const auto& [name, command] : commands) (*files_)[name] = testing::readFile(cache / name);
   }
 
-  static void TearDownTestSuite() {
-    delete files_;
-    delete scratch_;
-  }
+  static void TearDownTestSuite() { delete files_; }
 
   void SetUp() override { ASSERT_TRUE(setUpFailure_.empty()) << setUpFailure_; }
 
   static const ByteVector& file(const std::string& name) { return files_->at(name); }
 
-  static inline testing::ScratchDirectory* scratch_ = nullptr;
   static inline std::map<std::string, ByteVector>* files_ = nullptr;
   static inline std::string setUpFailure_;
 };
@@ -125,31 +137,38 @@ TEST_F(ImageDecoderFiles, KnownColoursAtKnownPixels) {
     int tolerance;  // per channel; 0 for lossless files
   };
   const Row rows[] = {
-      {"q.png", colourQuadrants, 0},   {"q16.png", colourQuadrants, 0}, {"qp.png", colourQuadrants, 0},
-      {"qi.png", colourQuadrants, 0},  {"g.png", greyQuadrants, 0},     {"g16.png", greyQuadrants, 0},
-      {"a.png", alphaQuadrants, 0},    {"q.jpg", colourQuadrants, 8},   {"g.jpg", greyQuadrants, 4},
-      {"q.webp", colourQuadrants, 12}, {"ql.webp", colourQuadrants, 0}, {"a.webp", alphaQuadrants, 1},
-      {"q.avif", colourQuadrants, 12}, {"a.avif", alphaQuadrants, 1},   {"q.heic", colourQuadrants, 16},
-      {"q.jxl", colourQuadrants, 0},   {"a.jxl", alphaQuadrants, 0},    {"q.gif", colourQuadrants, 0},
-      {"cmyk.jpg", colourQuadrants, 8},  {"anim.gif", colourQuadrants, 0}, {"anim.webp", colourQuadrants, 0},
-      {"q.tif", colourQuadrants, 0},   {"a.tif", alphaQuadrants, 0},    {"q.bmp", colourQuadrants, 0},
+      {"q.png", colourQuadrants, 0},    {"q16.png", colourQuadrants, 0},  {"qp.png", colourQuadrants, 0},
+      {"qi.png", colourQuadrants, 0},   {"g.png", greyQuadrants, 0},      {"g16.png", greyQuadrants, 0},
+      {"a.png", alphaQuadrants, 0},     {"q.jpg", colourQuadrants, 8},    {"g.jpg", greyQuadrants, 4},
+      {"q.webp", colourQuadrants, 12},  {"ql.webp", colourQuadrants, 0},  {"a.webp", alphaQuadrants, 1},
+      {"q.avif", colourQuadrants, 12},  {"a.avif", alphaQuadrants, 1},    {"q.heic", colourQuadrants, 16},
+      {"q.jxl", colourQuadrants, 0},    {"a.jxl", alphaQuadrants, 0},     {"q.gif", colourQuadrants, 0},
+      {"cmyk.jpg", colourQuadrants, 8}, {"anim.gif", colourQuadrants, 0}, {"anim.webp", colourQuadrants, 0},
+      {"q.tif", colourQuadrants, 0},    {"a.tif", alphaQuadrants, 0},     {"q.bmp", colourQuadrants, 0},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.file);
-    const auto raster = decode(file(row.file), 64, 48);
-    ASSERT_TRUE(raster);
-    ASSERT_EQ(raster->width, 64);
-    ASSERT_EQ(raster->height, 48);
-    ASSERT_EQ(raster->pixels.size(), 64u * 48u);
-    const std::pair<std::pair<int, int>, std::uint32_t> probes[] = {
-        {{8, 6}, row.expected.topLeft},     {{56, 6}, row.expected.topRight},
-        {{8, 42}, row.expected.bottomLeft}, {{56, 42}, row.expected.bottomRight},
-        {{20, 18}, row.expected.topLeft},   {{44, 30}, row.expected.bottomRight},
-    };
-    for (const auto& [at, colour] : probes) {
-      const std::uint32_t actual = pixelAt(*raster, at.first, at.second);
-      EXPECT_LE(channelDistance(actual, colour), row.tolerance)
-          << "at " << at.first << "," << at.second << std::hex << ": got " << actual << ", want " << colour;
+  // At full size, and reduced 4 × 4 so that every codec's own reduction (DCT scaling, WebP's scaler, our
+  // boxes) is checked too; no box straddles two quadrants.
+  for (const auto& [width, height] : {std::pair{64, 48}, std::pair{16, 12}}) {
+    for (const Row& row : rows) {
+      SCOPED_TRACE(std::string(row.file) + " at " + std::to_string(width) + "x" + std::to_string(height));
+      const auto raster = decode(file(row.file), width, height);
+      ASSERT_TRUE(raster);
+      ASSERT_EQ(raster->width, width);
+      ASSERT_EQ(raster->height, height);
+      ASSERT_EQ(raster->pixels.size(), static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+      const std::pair<std::pair<int, int>, std::uint32_t> probes[] = {
+          {{width / 8, height / 8}, row.expected.topLeft},
+          {{width * 7 / 8, height / 8}, row.expected.topRight},
+          {{width / 8, height * 7 / 8}, row.expected.bottomLeft},
+          {{width * 7 / 8, height * 7 / 8}, row.expected.bottomRight},
+          {{width * 5 / 16, height * 3 / 8}, row.expected.topLeft},
+          {{width * 11 / 16, height * 5 / 8}, row.expected.bottomRight},
+      };
+      for (const auto& [at, colour] : probes) {
+        const std::uint32_t actual = pixelAt(*raster, at.first, at.second);
+        EXPECT_LE(channelDistance(actual, colour), row.tolerance)
+            << "at " << at.first << "," << at.second << std::hex << ": got " << actual << ", want " << colour;
+      }
     }
   }
 }
@@ -169,9 +188,9 @@ TEST_F(ImageDecoderFiles, ReducesWhileDecodingButNeverBelowTheTarget) {
       {"photo.png", 150, 100, 200, 100},    // factors 2 × 3, the widest box that stays above 150
       {"photo.png", 0, -5, 1, 1},           // targets below 1 count as 1
       {"photo-interlaced.png", 100, 100, 100, 100},
-      {"photo.webp", 120, 90, 120, 90},     // the WebP scaler goes straight to the target
+      {"photo.webp", 120, 90, 120, 90},  // the WebP scaler goes straight to the target
       {"photo.webp", 800, 90, 400, 90},
-      {"photo.avif", 100, 100, 100, 100},   // whole-image codecs are box-reduced after decoding
+      {"photo.avif", 100, 100, 100, 100},  // whole-image codecs are box-reduced after decoding
       {"photo.heic", 130, 100, 134, 100},
       {"photo.jxl", 200, 150, 200, 150},
       {"photo.gif", 100, 100, 100, 100},
@@ -185,7 +204,8 @@ TEST_F(ImageDecoderFiles, ReducesWhileDecodingButNeverBelowTheTarget) {
     ASSERT_TRUE(raster);
     EXPECT_EQ(raster->width, row.width);
     EXPECT_EQ(raster->height, row.height);
-    EXPECT_EQ(raster->pixels.size(), static_cast<std::size_t>(row.width) * static_cast<std::size_t>(row.height));
+    EXPECT_EQ(raster->pixels.size(),
+              static_cast<std::size_t>(row.width) * static_cast<std::size_t>(row.height));
   }
 }
 
@@ -205,7 +225,8 @@ TEST_F(ImageDecoderFiles, TruncatedFilesGiveNothing) {
     const ByteVector& whole = file(name);
     for (int tenths = 1; tenths <= 9; ++tenths) {
       SCOPED_TRACE(std::string(name) + " cut at " + std::to_string(tenths) + "/10");
-      const ByteVector prefix(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() * tenths / 10));
+      const ByteVector prefix(whole.begin(),
+                              whole.begin() + static_cast<std::ptrdiff_t>(whole.size() * tenths / 10));
       EXPECT_FALSE(decode(prefix, 64, 64));
     }
   }
@@ -284,16 +305,15 @@ TEST(ImageDecoder, PlansTheLargestBoxThatKeepsTheTarget) {
     std::int32_t factorX, factorY, width, height;
   };
   const Row rows[] = {
-      {4000, 3000, 300, 200, 13, 15, 308, 200},
-      {640, 480, 640, 480, 1, 1, 640, 480},
-      {100, 100, 1000, 1000, 1, 1, 100, 100},
-      {7, 5, 2, 2, 3, 2, 3, 3},
+      {4000, 3000, 300, 200, 13, 15, 308, 200},       {640, 480, 640, 480, 1, 1, 640, 480},
+      {100, 100, 1000, 1000, 1, 1, 100, 100},         {7, 5, 2, 2, 3, 2, 3, 3},
       {20000, 20000, 20000, 20000, 8, 4, 2500, 5000},  // the raster limit forces boxes
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(std::to_string(row.sourceWidth) + "x" + std::to_string(row.sourceHeight) + " to " +
                  std::to_string(row.targetWidth) + "x" + std::to_string(row.targetHeight));
-    const auto plan = decoding::planReduction(row.sourceWidth, row.sourceHeight, {row.targetWidth, row.targetHeight});
+    const auto plan =
+        decoding::planReduction(row.sourceWidth, row.sourceHeight, {row.targetWidth, row.targetHeight});
     EXPECT_EQ(plan.factorX, row.factorX);
     EXPECT_EQ(plan.factorY, row.factorY);
     EXPECT_EQ(plan.width, row.width);

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <random>
 #include <vector>
 
@@ -12,45 +11,17 @@
 namespace zorvi {
 namespace {
 
-struct ResizeRow {
-  const char* name;
-  Frame frame;
-  ResizeCorner corner;
-  Size delta;
-  double zoom, minSize;
-  Frame expected;
-};
-
 TEST(ItemGeometry, MovedDividesTheScreenDeltaByTheZoom) {
   const Frame f{1, 2, 3, 4};
   EXPECT_EQ(ItemGeometry::moved(f, {10, -4}, 2), (Frame{6, 0, 3, 4}));
-  EXPECT_EQ(ItemGeometry::moved(f, {10, -4}, 0), f);
-  EXPECT_EQ(ItemGeometry::moved(f, {10, -4}, -1), f);
-  EXPECT_EQ(ItemGeometry::moved(f, {10, -4}, std::nan("")), f);
+  for (const double zoom : {0.0, -1.0, std::nan("")}) EXPECT_EQ(ItemGeometry::moved(f, {10, -4}, zoom), f);
 }
 
-TEST(ItemGeometry, AnchorIsTheCornerOppositeTheDraggedOne) {
-  const Frame f{10, 20, 30, 40};
-  struct Row {
-    ResizeCorner corner;
-    Point anchor, start;
-  };
-  const Row rows[] = {{ResizeCorner::topLeft, {40, 60}, {10, 20}},
-                      {ResizeCorner::topRight, {10, 60}, {40, 20}},
-                      {ResizeCorner::bottomLeft, {40, 20}, {10, 60}},
-                      {ResizeCorner::bottomRight, {10, 20}, {40, 60}}};
-  ASSERT_EQ(std::size(rows), allResizeCorners.size());
-  for (std::size_t i = 0; i < allResizeCorners.size(); ++i) {
-    SCOPED_TRACE(i);
-    EXPECT_EQ(rows[i].corner, allResizeCorners[i]);
-    const auto [anchor, start] = ItemGeometry::resizeAnchorAndStart(f, rows[i].corner);
-    EXPECT_EQ(anchor, rows[i].anchor);
-    EXPECT_EQ(start, rows[i].start);
-  }
-}
+using ResizeRow = std::tuple<const char*, Frame, ResizeCorner, Size, double, double, Frame>;
 
 TEST(ItemGeometry, ResizeKeepsTheAspectRatio) {
   const Frame f{0, 0, 100, 50};
+  // clang-format off
   const ResizeRow rows[] = {
       {"bottom-right", f, ResizeCorner::bottomRight, {20, 10}, 1, 0, {0, 0, 120, 60}},
       {"zoom halves the delta", f, ResizeCorner::bottomRight, {20, 10}, 2, 0, {0, 0, 110, 55}},
@@ -62,93 +33,82 @@ TEST(ItemGeometry, ResizeKeepsTheAspectRatio) {
       {"negative height", {0, 0, 10, -5}, ResizeCorner::bottomRight, {20, 10}, 1, 0, {0, 0, 10, -5}},
       {"zoom 0", f, ResizeCorner::bottomRight, {20, 10}, 0, 0, f},
   };
-  for (const ResizeRow& row : rows) {
-    SCOPED_TRACE(row.name);
-    const Frame got = ItemGeometry::resize(row.frame, row.corner, row.delta, row.zoom, row.minSize);
-    EXPECT_DOUBLE_EQ(got.x, row.expected.x);
-    EXPECT_DOUBLE_EQ(got.y, row.expected.y);
-    EXPECT_DOUBLE_EQ(got.width, row.expected.width);
-    EXPECT_DOUBLE_EQ(got.height, row.expected.height);
+  // clang-format on
+  for (const auto& [name, frame, corner, delta, zoom, minSize, expected] : rows) {
+    SCOPED_TRACE(name);
+    const Frame got = ItemGeometry::resize(frame, corner, delta, zoom, minSize);
+    EXPECT_DOUBLE_EQ(got.x, expected.x);
+    EXPECT_DOUBLE_EQ(got.y, expected.y);
+    EXPECT_DOUBLE_EQ(got.width, expected.width);
+    EXPECT_DOUBLE_EQ(got.height, expected.height);
   }
 }
 
 TEST(ItemGeometry, ResizeFreeMovesEachDraggedEdgeOnItsOwn) {
   const Frame f{0, 0, 100, 50};
+  // clang-format off
   const ResizeRow rows[] = {
       {"bottom-right", f, ResizeCorner::bottomRight, {30, -10}, 1, 0, {0, 0, 130, 40}},
       {"past the anchor stops at minSize", f, ResizeCorner::bottomRight, {-200, 0}, 1, 10, {0, 0, 10, 50}},
       {"top-left", f, ResizeCorner::topLeft, {30, 10}, 1, 0, {30, 10, 70, 40}},
       {"top-left past the anchor", f, ResizeCorner::topLeft, {300, 0}, 1, 10, {90, 0, 10, 50}},
       {"top-right at zoom 2", f, ResizeCorner::topRight, {30, 10}, 2, 0, {0, 5, 115, 45}},
+      {"bottom-left", f, ResizeCorner::bottomLeft, {-10, 5}, 1, 0, {-10, 0, 110, 55}},
       {"zero width still resizes", {0, 0, 0, 50}, ResizeCorner::bottomRight, {20, 10}, 1, 1, {0, 0, 20, 60}},
       {"zoom -1", f, ResizeCorner::bottomRight, {30, -10}, -1, 0, f},
   };
-  for (const ResizeRow& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(ItemGeometry::resizeFree(row.frame, row.corner, row.delta, row.zoom, row.minSize), row.expected);
+  // clang-format on
+  for (const auto& [name, frame, corner, delta, zoom, minSize, expected] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(ItemGeometry::resizeFree(frame, corner, delta, zoom, minSize), expected);
   }
 }
 
 TEST(DrawingGeometry, FrameAroundIsAtLeastOneUnitThick) {
-  struct Row {
-    const char* name;
-    std::vector<Point> points;
-    Frame expected;
-  };
-  const Row rows[] = {
+  // clang-format off
+  const std::tuple<const char*, std::vector<Point>, Frame> rows[] = {
       {"none", {}, {0, 0, 0, 0}},
       {"one point", {{5, 7}}, {4.5, 6.5, 1, 1}},
       {"horizontal stroke", {{0, 10}, {100, 10}}, {0, 9.5, 100, 1}},
       {"thin vertical stroke", {{3, 0}, {3.5, 20}, {3.25, 40}}, {2.75, 0, 1, 40}},
       {"exactly one unit is kept", {{0, 0}, {1, 2}}, {0, 0, 1, 2}},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(DrawingGeometry::frame(row.points), row.expected);
+  // clang-format on
+  for (const auto& [name, points, expected] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(DrawingGeometry::frame(points), expected);
   }
 }
 
-TEST(DrawingGeometry, NormalisedPointsConvertBackToTheWorldPoints) {
+TEST(DrawingGeometry, NormalisingThenConvertingBackGivesThePoints) {
   std::mt19937_64 random(3);
   std::uniform_real_distribution<double> coordinate(-1e4, 1e4);
-  std::uniform_int_distribution<int> count(1, 40);
   for (int round = 0; round < 200; ++round) {
     SCOPED_TRACE(round);
-    std::vector<Point> points(static_cast<std::size_t>(count(random)));
+    std::vector<Point> points(1 + random() % 40);
     for (Point& p : points) p = {coordinate(random), coordinate(random)};
     const Frame frame = DrawingGeometry::frame(points);
     const auto normal = DrawingGeometry::normalized(points, frame);
-    ASSERT_EQ(normal.size(), points.size());
     const auto back = DrawingGeometry::worldPoints(normal, frame);
+    ASSERT_EQ(back.size(), points.size());
     for (std::size_t i = 0; i < points.size(); ++i) {
-      EXPECT_GE(normal[i].x, 0);
-      EXPECT_LE(normal[i].x, 1);
+      EXPECT_TRUE(normal[i].x >= 0 && normal[i].x <= 1 && normal[i].y >= 0 && normal[i].y <= 1);
       EXPECT_NEAR(back[i].x, points[i].x, 1e-9 * 2e4);
       EXPECT_NEAR(back[i].y, points[i].y, 1e-9 * 2e4);
     }
   }
-}
-
-TEST(DrawingGeometry, NormalisingIntoAnEmptyFrameGivesNothing) {
   const std::vector<Point> points{{1, 2}, {3, 4}};
   EXPECT_TRUE(DrawingGeometry::normalized(points, {0, 0, 0, 10}).empty());
   EXPECT_TRUE(DrawingGeometry::normalized(points, {0, 0, 10, -1}).empty());
-  EXPECT_EQ(DrawingGeometry::normalized(points, {1, 2, 4, 2}), (std::vector<DrawingPoint>{{0, 0}, {0.5, 1}}));
   // Back to world the frame is not checked: zero width puts every point on the left edge.
   const std::vector<DrawingPoint> stored{{0.25, 0.5}, {2, -1}};
   EXPECT_EQ(DrawingGeometry::worldPoints(stored, {7, 0, 0, 10}), (std::vector<Point>{{7, 5}, {7, -10}}));
 }
 
 TEST(DrawingGeometry, DistanceToAPolyline) {
-  constexpr double kInf = std::numeric_limits<double>::infinity();
-  struct Row {
-    const char* name;
-    Point p;
-    std::vector<Point> line;
-    double expected;
-  };
-  const Row rows[] = {
-      {"no points", {1, 1}, {}, kInf},
+  // clang-format off
+  const std::tuple<const char*, Point, std::vector<Point>, double> rows[] = {
+      {"no points", {1, 1}, {}, INFINITY},
       {"one point", {3, 4}, {{0, 0}}, 5},
       {"one point far away does not overflow", {1e300, 1e300}, {{0, 0}}, std::hypot(1e300, 1e300)},
       {"coinciding points", {3, 4}, {{0, 0}, {0, 0}}, 5},
@@ -157,32 +117,28 @@ TEST(DrawingGeometry, DistanceToAPolyline) {
       {"past the end", {13, -4}, {{0, 0}, {10, 0}}, 5},
       {"nearest segment wins", {10, 5}, {{0, 0}, {10, 0}, {10, 10}, {0, 10}}, 0},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_DOUBLE_EQ(DrawingGeometry::distance(row.p, row.line), row.expected);
+  // clang-format on
+  for (const auto& [name, p, line, expected] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_DOUBLE_EQ(DrawingGeometry::distance(p, line), expected);
   }
 }
 
 TEST(DrawingGeometry, SimplifiedKeepsTheEndsAndSpacedPoints) {
-  struct Row {
-    const char* name;
-    std::vector<Point> points;
-    double minDistance;
-    std::vector<Point> expected;
-  };
   const std::vector<Point> stroke{{0, 0}, {0.5, 0}, {3, 0}, {3.2, 0}};
-  const Row rows[] = {
+  // clang-format off
+  const std::tuple<const char*, std::vector<Point>, double, std::vector<Point>> rows[] = {
       {"two points", {{0, 0}, {0.1, 0}}, 1, {{0, 0}, {0.1, 0}}},
       {"minDistance 0", stroke, 0, stroke},
       {"negative minDistance", stroke, -1, stroke},
-      {"thinned, last kept however close", stroke, 1, {{0, 0}, {3, 0}, {3.2, 0}}},
-      {"distance measured from the last kept point", {{0, 0}, {0.6, 0}, {1.2, 0}, {1.8, 0}, {5, 0}}, 1,
-       {{0, 0}, {1.2, 0}, {5, 0}}},
+      {"last kept however close", stroke, 1, {{0, 0}, {3, 0}, {3.2, 0}}},
+      {"measured from the last kept point", {{0, 0}, {0.6, 0}, {1.2, 0}, {1.8, 0}, {5, 0}}, 1, {{0, 0}, {1.2, 0}, {5, 0}}},
       {"exactly minDistance is kept", {{0, 0}, {3, 4}, {3, 4.5}}, 5, {{0, 0}, {3, 4}, {3, 4.5}}},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(DrawingGeometry::simplified(row.points, row.minDistance), row.expected);
+  // clang-format on
+  for (const auto& [name, points, minDistance, expected] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(DrawingGeometry::simplified(points, minDistance), expected);
   }
 }
 

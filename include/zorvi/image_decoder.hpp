@@ -22,8 +22,9 @@ namespace ImageDecoder {
 // GIF, TIFF, BMP): 64 MP, 256 MB of pixels. Larger ones give nothing, checked before decoding.
 inline constexpr std::int64_t maxFullDecodePixels = std::int64_t{64} << 20;
 
-// The most pixels a source image may have when it is reduced while decoding (JPEG, PNG, WebP): 1 GP. Past
-// this even a streamed decode takes too long for a thumbnail.
+// The most pixels a source image may have when it is reduced while decoding (JPEG, PNG, WebP): 1 GP, and
+// for PNG at most 262,144 a side (JPEG and WebP stop at 65,535 and 16,383 anyway). Past this even a
+// streamed decode takes too long for a thumbnail.
 inline constexpr std::int64_t maxStreamedPixels = std::int64_t{1} << 30;
 
 // The most pixels a returned raster holds (16 MP); a larger target is met as closely as this allows.
@@ -34,8 +35,8 @@ inline constexpr std::int64_t maxRasterPixels = std::int64_t{16} << 20;
 // codec cheaply allows without going below targetWidth × targetHeight on either axis (a smaller source
 // keeps its own size; targets below 1 count as 1), so the caller's own scaling to the target stays cheap.
 // A JPEG's EXIF orientation tag is not applied (pixels in stored order); HEIC and JPEG XL rotations, which
-// are part of those formats' image geometry, are. Nothing when the bytes can't be
-// decoded, are truncated, or exceed the limits above. Safe to call from any thread concurrently.
+// are part of those formats' image geometry, are. Nothing when the bytes can't be decoded, are truncated,
+// or exceed the limits above. Safe to call from any thread concurrently.
 std::optional<Raster> decode(std::span<const std::uint8_t> bytes, std::int32_t targetWidth,
                              std::int32_t targetHeight);
 

@@ -16,8 +16,9 @@ struct SemanticVersion {
   std::int64_t minor = 0;
   std::int64_t patch = 0;
 
-  // One to three "."-separated decimal numbers (optional "+", "-0" as 0, missing ones 0), spaces and
-  // tabs trimmed; absent for anything else: line breaks, suffixes, negatives, overflow, empty pieces.
+  // One to three "."-separated ASCII decimal numbers (optional "+", "-0" as 0, missing ones 0), with
+  // spaces and tabs (Unicode Zs and U+0009) trimmed from both ends; absent for anything else: line
+  // breaks, prefixes and suffixes, negatives, values beyond int64, empty pieces.
   static std::optional<SemanticVersion> parse(std::string_view text);
 
   // "MAJOR.MINOR.PATCH" in decimal, such as 1.2.0.

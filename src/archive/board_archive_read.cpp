@@ -29,7 +29,7 @@ constexpr std::uint64_t deflateHeadStart = std::uint64_t{4} << 20;
 
 struct OpenArchive {
   ArchivePtr zip;
-  std::uint64_t length = 0;  // bounds every size an entry may claim
+  std::uint64_t length = 0;  // bounds what all entries together may claim
 };
 
 BoardArchiveError corrupt(std::string detail) { return BoardArchiveError::archiveCorrupt(std::move(detail)); }
@@ -53,7 +53,10 @@ EntryKind kindOf(zip_t* zip, zip_uint64_t index, std::string_view name) {
 
 // Inflates or copies one entry in 16 KiB chunks. libzip verifies the CRC-32 only once the data is read
 // to its end, and never compares the length with the declared size, so both are driven and checked here.
-Bytes extract(zip_t* zip, zip_uint64_t index, std::uint64_t archiveLength) {
+// `unclaimed` is the part of the archive no extracted entry has used yet: entries of a real archive
+// never share data, so a directory whose entries all point at one deflate stream is refused before
+// it makes the work grow with the number of entries.
+Bytes extract(zip_t* zip, zip_uint64_t index, std::uint64_t& unclaimed) {
   zip_stat_t stat;
   zip_stat_init(&stat);
   if (zip_stat_index(zip, index, 0, &stat) != 0) throw corrupt(describe(zip_get_error(zip)));
@@ -64,7 +67,8 @@ Bytes extract(zip_t* zip, zip_uint64_t index, std::uint64_t archiveLength) {
     throw corrupt(describe(ZIP_ER_COMPNOTSUPP));
   }
   const bool stored = stat.comp_method == ZIP_CM_STORE;
-  if (stat.comp_size > archiveLength) throw corrupt("entry data extends past the end of the archive");
+  if (stat.comp_size > unclaimed) throw corrupt("entries claim more data than the archive holds");
+  unclaimed -= stat.comp_size;
   const std::uint64_t holdable = stored ? stat.comp_size : saturatingMultiply(stat.comp_size, maxDeflateRatio);
   if (stat.size > holdable) throw corrupt("entry declares more bytes than its data can hold");
   if (stat.size > std::numeric_limits<std::size_t>::max() / 2) throw corrupt(describe(ZIP_ER_MEMORY));
@@ -112,11 +116,12 @@ Manifest decodeManifest(const Bytes& json) {
 
 BoardBundle readOpened(const OpenArchive& archive) {
   zip_t* zip = archive.zip.get();
+  std::uint64_t unclaimed = archive.length;
   const zip_int64_t manifestIndex = zip_name_locate(zip, std::string(manifestPath).c_str(), 0);
   if (manifestIndex < 0) throw BoardArchiveError::manifestMissing();
 
   BoardBundle bundle;
-  bundle.manifest = decodeManifest(extract(zip, static_cast<zip_uint64_t>(manifestIndex), archive.length));
+  bundle.manifest = decodeManifest(extract(zip, static_cast<zip_uint64_t>(manifestIndex), unclaimed));
   if (bundle.manifest.schemaVersion > Manifest::currentSchemaVersion) {
     throw BoardArchiveError::unsupportedSchemaVersion(bundle.manifest.schemaVersion, Manifest::currentSchemaVersion);
   }
@@ -137,7 +142,7 @@ BoardBundle readOpened(const OpenArchive& archive) {
     }
     if (kindOf(zip, index, name) != EntryKind::file) continue;
     // Assignment, not emplace: of two entries with one path, the later in the directory wins.
-    (*target)[std::string(name)] = extract(zip, index, archive.length);
+    (*target)[std::string(name)] = extract(zip, index, unclaimed);
   }
   return bundle;
 }

@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
-#include <string>
 #include <new>
+#include <string>
 #include <system_error>
 #include <utility>
 

@@ -9,7 +9,8 @@
 namespace zorvi::decoding {
 
 std::optional<Raster> decodeAvif(ByteSpan bytes, Target target) {
-  std::unique_ptr<avifDecoder, decltype(&avifDecoderDestroy)> decoder(avifDecoderCreate(), avifDecoderDestroy);
+  std::unique_ptr<avifDecoder, decltype(&avifDecoderDestroy)> decoder(avifDecoderCreate(),
+                                                                      avifDecoderDestroy);
   if (!decoder) return std::nullopt;
   decoder->maxThreads = 1;
   decoder->imageSizeLimit = static_cast<std::uint32_t>(ImageDecoder::maxFullDecodePixels);
@@ -27,7 +28,8 @@ std::optional<Raster> decodeAvif(ByteSpan bytes, Target target) {
   image = decoder->image;
   if (!fitsFullDecode(image->width, image->height)) return std::nullopt;
 
-  auto raster = allocateRaster(static_cast<std::int32_t>(image->width), static_cast<std::int32_t>(image->height));
+  auto raster =
+      allocateRaster(static_cast<std::int32_t>(image->width), static_cast<std::int32_t>(image->height));
   if (!raster) return std::nullopt;
   avifRGBImage rgb;
   avifRGBImageSetDefaults(&rgb, image);

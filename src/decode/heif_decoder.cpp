@@ -12,7 +12,9 @@ namespace {
 template <auto Release>
 struct Releaser {
   template <typename T>
-  void operator()(T* p) const { Release(p); }
+  void operator()(T* p) const {
+    Release(p);
+  }
 };
 using Context = std::unique_ptr<heif_context, Releaser<heif_context_free>>;
 using Handle = std::unique_ptr<heif_image_handle, Releaser<heif_image_handle_release>>;
@@ -29,9 +31,11 @@ std::optional<Raster> decodeHeif(ByteSpan bytes, Target target) {
     return std::nullopt;
   }
   heif_image_handle* rawHandle = nullptr;
-  if (heif_context_get_primary_image_handle(context.get(), &rawHandle).code != heif_error_Ok) return std::nullopt;
+  if (heif_context_get_primary_image_handle(context.get(), &rawHandle).code != heif_error_Ok)
+    return std::nullopt;
   Handle handle(rawHandle);
-  if (!fitsFullDecode(heif_image_handle_get_width(handle.get()), heif_image_handle_get_height(handle.get()))) {
+  if (!fitsFullDecode(heif_image_handle_get_width(handle.get()),
+                      heif_image_handle_get_height(handle.get()))) {
     return std::nullopt;
   }
   const bool premultiplied = heif_image_handle_is_premultiplied_alpha(handle.get()) != 0;
@@ -41,7 +45,8 @@ std::optional<Raster> decodeHeif(ByteSpan bytes, Target target) {
   options->convert_hdr_to_8bit = 1;
   heif_image* rawImage = nullptr;
   if (heif_decode_image(handle.get(), &rawImage, heif_colorspace_RGB, heif_chroma_interleaved_RGBA,
-                        options.get()).code != heif_error_Ok) {
+                        options.get())
+          .code != heif_error_Ok) {
     return std::nullopt;
   }
   Image image(rawImage);
@@ -53,21 +58,15 @@ std::optional<Raster> decodeHeif(ByteSpan bytes, Target target) {
       heif_image_get_bits_per_pixel_range(image.get(), heif_channel_interleaved) != 8) {
     return std::nullopt;
   }
-  auto raster = allocateRaster(width, height);
-  if (!raster) return std::nullopt;
-  std::uint32_t* out = raster->pixels.data();
+  // Rows go straight into the reduced raster, so no second full-size copy is made.
+  auto reducer = BoxReducer::make(planReduction(width, height, target), true);
+  if (!reducer) return std::nullopt;
+  const auto alpha = premultiplied ? BoxReducer::Alpha::premultiplied : BoxReducer::Alpha::straight;
   for (int y = 0; y < height; ++y) {
-    const std::uint8_t* p = plane + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride);
-    for (int x = 0; x < width; ++x, p += 4) {
-      const std::uint32_t a = p[3];
-      *out++ = premultiplied || a == 255 ? packArgb(a, p[0], p[1], p[2])
-                                         : packArgb(a, premultiply(p[0], a), premultiply(p[1], a), premultiply(p[2], a));
-    }
+    reducer->addRgba(y, 0, 1, width, plane + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride),
+                     alpha);
   }
-  image.reset();
-  handle.reset();
-  context.reset();
-  return reduceRaster(std::move(*raster), target);
+  return reducer->finish();
 }
 
 }  // namespace zorvi::decoding

@@ -14,10 +14,14 @@ std::optional<Raster> ImageDecoder::decode(std::span<const std::uint8_t> bytes, 
   const DetectedFormat detected = ImageFormatDetector::identify(bytes);
   if (const auto format = detected.acceptedFormat()) {
     switch (*format) {
-      case ImageFormat::jpeg: return decodeJpeg(bytes, target);
-      case ImageFormat::png: return decodePng(bytes, target);
-      case ImageFormat::webp: return decodeWebp(bytes, target);
-      case ImageFormat::avif: return decodeAvif(bytes, target);
+      case ImageFormat::jpeg:
+        return decodeJpeg(bytes, target);
+      case ImageFormat::png:
+        return decodePng(bytes, target);
+      case ImageFormat::webp:
+        return decodeWebp(bytes, target);
+      case ImageFormat::avif:
+        return decodeAvif(bytes, target);
     }
     return std::nullopt;
   }

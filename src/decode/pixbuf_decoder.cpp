@@ -31,9 +31,7 @@ std::optional<std::size_t> skipSubBlocks(ByteSpan b, std::size_t pos) {
   return std::nullopt;
 }
 
-std::size_t colourTableBytes(std::uint8_t flags) {
-  return (flags & 0x80) ? 3u << ((flags & 7) + 1) : 0;
-}
+std::size_t colourTableBytes(std::uint8_t flags) { return (flags & 0x80) ? 3u << ((flags & 7) + 1) : 0; }
 
 struct GifLayout {
   DeclaredSize screen, firstImage;
@@ -45,6 +43,8 @@ std::optional<GifLayout> gifLayout(ByteSpan b) {
   if (b.size() < 13) return std::nullopt;
   GifLayout layout;
   layout.screen = {read16(b, 6, false), read16(b, 8, false)};
+  // gdk-pixbuf draws the first frame on a canvas of the screen's size; an empty one only draws warnings.
+  if (layout.screen.width == 0 || layout.screen.height == 0) return std::nullopt;
   std::size_t pos = 13 + colourTableBytes(b[10]);
   while (pos < b.size()) {
     if (b[pos] == 0x21) {  // extension: label, then sub-blocks
@@ -54,6 +54,7 @@ std::optional<GifLayout> gifLayout(ByteSpan b) {
     } else if (b[pos] == 0x2C) {  // image descriptor
       if (pos + 10 > b.size()) return std::nullopt;
       layout.firstImage = {read16(b, pos + 5, false), read16(b, pos + 7, false)};
+      if (layout.firstImage.width == 0 || layout.firstImage.height == 0) return std::nullopt;  // likewise
       pos += 10 + colourTableBytes(b[pos + 9]) + 1;  // + the LZW code size byte
       auto next = skipSubBlocks(b, pos);
       if (!next) return std::nullopt;
@@ -108,41 +109,41 @@ bool bmpPixelsComplete(ByteSpan b, DeclaredSize size) {
 
 const char* loaderName(PixbufFormat format) {
   switch (format) {
-    case PixbufFormat::gif: return "gif";
-    case PixbufFormat::tiff: return "tiff";
-    case PixbufFormat::bmp: return "bmp";
+    case PixbufFormat::gif:
+      return "gif";
+    case PixbufFormat::tiff:
+      return "tiff";
+    case PixbufFormat::bmp:
+      return "bmp";
   }
   return "";
 }
 
-// libtiff hands gdk-pixbuf premultiplied pixels, which it passes on as they are; the other loaders give
-// straight alpha.
-std::optional<Raster> toRaster(const GdkPixbuf* pixbuf, bool premultiplied) {
+// Feeds the pixbuf's rows straight into the reduced raster. libtiff hands gdk-pixbuf premultiplied
+// pixels, which it passes on as they are; the other loaders give straight alpha.
+std::optional<Raster> reduce(const GdkPixbuf* pixbuf, bool premultiplied, Target target) {
   const int width = gdk_pixbuf_get_width(pixbuf), height = gdk_pixbuf_get_height(pixbuf);
   const int channels = gdk_pixbuf_get_n_channels(pixbuf), stride = gdk_pixbuf_get_rowstride(pixbuf);
   const bool alpha = gdk_pixbuf_get_has_alpha(pixbuf);
-  if (gdk_pixbuf_get_colorspace(pixbuf) != GDK_COLORSPACE_RGB || gdk_pixbuf_get_bits_per_sample(pixbuf) != 8 ||
-      channels != (alpha ? 4 : 3) || !fitsFullDecode(width, height) || stride < width * channels) {
+  if (gdk_pixbuf_get_colorspace(pixbuf) != GDK_COLORSPACE_RGB ||
+      gdk_pixbuf_get_bits_per_sample(pixbuf) != 8 || channels != (alpha ? 4 : 3) ||
+      !fitsFullDecode(width, height) || stride < width * channels) {
     return std::nullopt;
   }
-  auto raster = allocateRaster(width, height);
-  if (!raster) return std::nullopt;
+  auto reducer = BoxReducer::make(planReduction(width, height, target), true);
+  if (!reducer) return std::nullopt;
   const guint8* pixels = gdk_pixbuf_read_pixels(pixbuf);
-  std::uint32_t* out = raster->pixels.data();
+  std::vector<std::uint8_t> rgba(alpha ? 0 : static_cast<std::size_t>(width) * 4, 255);
   for (int y = 0; y < height; ++y) {
-    const guint8* p = pixels + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride);
-    for (int x = 0; x < width; ++x, p += channels) {
-      const std::uint32_t a = alpha ? p[3] : 255;
-      if (premultiplied) {
-        // Keep every channel within alpha, as ARGB32 requires, whatever the file holds.
-        *out++ = packArgb(a, std::min<std::uint32_t>(p[0], a), std::min<std::uint32_t>(p[1], a),
-                          std::min<std::uint32_t>(p[2], a));
-      } else {
-        *out++ = packArgb(a, premultiply(p[0], a), premultiply(p[1], a), premultiply(p[2], a));
-      }
+    const guint8* row = pixels + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride);
+    if (!alpha) {
+      for (int x = 0; x < width; ++x) std::memcpy(&rgba[static_cast<std::size_t>(x) * 4], row + x * 3, 3);
+      row = rgba.data();
     }
+    reducer->addRgba(y, 0, 1, width, row,
+                     premultiplied ? BoxReducer::Alpha::premultiplied : BoxReducer::Alpha::straight);
   }
-  return raster;
+  return reducer->finish();
 }
 
 }  // namespace
@@ -155,8 +156,10 @@ std::optional<DeclaredSize> declaredSize(ByteSpan bytes, PixbufFormat format) {
       return DeclaredSize{std::max(layout->screen.width, layout->firstImage.width),
                           std::max(layout->screen.height, layout->firstImage.height)};
     }
-    case PixbufFormat::tiff: return tiffSize(bytes);
-    case PixbufFormat::bmp: return bmpSize(bytes);
+    case PixbufFormat::tiff:
+      return tiffSize(bytes);
+    case PixbufFormat::bmp:
+      return bmpSize(bytes);
   }
   return std::nullopt;
 }
@@ -187,11 +190,12 @@ std::optional<Raster> decodeWithPixbuf(ByteSpan bytes, PixbufFormat format, Targ
   g_clear_error(&error);
   std::optional<Raster> raster;
   if (written && closed) {
-    if (const GdkPixbuf* pixbuf = gdk_pixbuf_loader_get_pixbuf(loader)) raster = toRaster(pixbuf, format == PixbufFormat::tiff);
+    if (const GdkPixbuf* pixbuf = gdk_pixbuf_loader_get_pixbuf(loader)) {
+      raster = reduce(pixbuf, format == PixbufFormat::tiff, target);
+    }
   }
   g_object_unref(loader);
-  if (!raster) return std::nullopt;
-  return reduceRaster(std::move(*raster), target);
+  return raster;
 }
 
 }  // namespace zorvi::decoding

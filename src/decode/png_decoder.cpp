@@ -14,6 +14,7 @@ namespace {
 // Interlaced rows come pass by pass, so sums for the whole output stay open (16 bytes a pixel);
 // keep that within 64 MB.
 constexpr std::int64_t maxInterlacedOutputPixels = std::int64_t{4} << 20;
+constexpr std::uint32_t maxSide = std::uint32_t{1} << 18;
 // Text, ICC and other ancillary chunks are skipped past this size.
 constexpr std::size_t maxChunkBytes = std::size_t{16} << 20;
 constexpr std::size_t maxChunkCacheBytes = std::size_t{64} << 20;
@@ -25,6 +26,8 @@ constexpr std::int32_t adam7Step[7] = {8, 8, 4, 4, 2, 2, 1};
 using Context = std::unique_ptr<spng_ctx, decltype(&spng_ctx_free)>;
 
 std::optional<Raster> decodeRows(spng_ctx* ctx, Target target) {
+  // Keeps spng's and our own row buffers small, whatever the area.
+  if (spng_set_image_limits(ctx, maxSide, maxSide) != 0) return std::nullopt;
   spng_ihdr header{};
   if (spng_get_ihdr(ctx, &header) != 0) return std::nullopt;
   const std::int64_t width = header.width, height = header.height;
@@ -49,8 +52,8 @@ std::optional<Raster> decodeRows(spng_ctx* ctx, Target target) {
     const int status = spng_decode_row(ctx, row.data(), row.size());
     if (status != 0 && status != SPNG_EOI) return std::nullopt;
     const int pass = interlaced && info.pass >= 0 && info.pass < 7 ? info.pass : 6;
-    reducer->addStraightRgbaRow(static_cast<std::int32_t>(info.row_num), row.data(), adam7Start[pass],
-                                adam7Step[pass]);
+    reducer->addRgba(static_cast<std::int32_t>(info.row_num), adam7Start[pass], adam7Step[pass],
+                     static_cast<std::int32_t>(width), row.data() + adam7Start[pass] * 4);
     if (status == SPNG_EOI) break;
   }
   return reducer->finish();

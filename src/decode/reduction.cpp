@@ -27,8 +27,7 @@ ReductionPlan planReduction(std::int32_t sourceWidth, std::int32_t sourceHeight,
   };
   // Each doubling at least nearly halves the output, so this ends within about 64 rounds.
   while (outputPixels() > maxPixels && std::int64_t{plan.factorX} * plan.factorY * 2 <= maxBoxPixels) {
-    const bool widthIsLonger =
-        ceilDiv(sourceWidth, plan.factorX) >= ceilDiv(sourceHeight, plan.factorY);
+    const bool widthIsLonger = ceilDiv(sourceWidth, plan.factorX) >= ceilDiv(sourceHeight, plan.factorY);
     std::int32_t& factor = widthIsLonger ? plan.factorX : plan.factorY;
     factor = std::min(factor * 2, widthIsLonger ? sourceWidth : sourceHeight);
     if (plan.factorX == sourceWidth && plan.factorY == sourceHeight) break;
@@ -68,7 +67,8 @@ std::optional<BoxReducer> BoxReducer::make(const ReductionPlan& plan, bool rowsI
 BoxReducer::BoxReducer(const ReductionPlan& plan, bool rowsInOrder)
     : plan_(plan),
       rowsInOrder_(rowsInOrder),
-      sums_(static_cast<std::size_t>(plan.width) * 4 * static_cast<std::size_t>(rowsInOrder ? 1 : plan.height)),
+      sums_(static_cast<std::size_t>(plan.width) * 4 *
+            static_cast<std::size_t>(rowsInOrder ? 1 : plan.height)),
       columnOf_(static_cast<std::size_t>(plan.sourceWidth)) {
   for (std::int32_t x = 0; x < plan.sourceWidth; ++x) {
     columnOf_[static_cast<std::size_t>(x)] = static_cast<std::uint32_t>(x / plan.factorX) * 4;
@@ -87,12 +87,13 @@ std::uint32_t* BoxReducer::sumsFor(std::int32_t y) {
   return sums_.data();
 }
 
-void BoxReducer::addStraightRgbaRow(std::int32_t y, const std::uint8_t* rgba, std::int32_t xStart,
-                                    std::int32_t xStep) {
-  if (y < 0 || y >= plan_.sourceHeight || xStep <= 0) return;
+void BoxReducer::addRgba(std::int32_t y, std::int32_t x, std::int32_t xStep, std::int32_t count,
+                         const std::uint8_t* first, Alpha alpha) {
+  if (y < 0 || y >= plan_.sourceHeight || x < 0 || xStep <= 0 || count <= 0) return;
+  count = std::min<std::int32_t>(count, (plan_.sourceWidth - 1 - x) / xStep + 1);
   std::uint32_t* sums = sumsFor(y);
-  for (std::int32_t x = std::max(0, xStart); x < plan_.sourceWidth; x += xStep) {
-    const std::uint8_t* p = rgba + static_cast<std::size_t>(x) * 4;
+  const std::uint8_t* p = first;
+  for (std::int32_t i = 0; i < count; ++i, x += xStep, p += static_cast<std::size_t>(xStep) * 4) {
     const std::uint32_t a = p[3];
     if (a == 0) continue;  // premultiplied, a transparent pixel adds nothing
     std::uint32_t* s = sums + columnOf_[static_cast<std::size_t>(x)];
@@ -101,10 +102,15 @@ void BoxReducer::addStraightRgbaRow(std::int32_t y, const std::uint8_t* rgba, st
       s[1] += p[0];
       s[2] += p[1];
       s[3] += p[2];
-    } else {
+    } else if (alpha == Alpha::straight) {
       s[1] += premultiply(p[0], a);
       s[2] += premultiply(p[1], a);
       s[3] += premultiply(p[2], a);
+    } else {
+      // Keep every channel within alpha, as ARGB32 requires, whatever the source holds.
+      s[1] += std::min<std::uint32_t>(p[0], a);
+      s[2] += std::min<std::uint32_t>(p[1], a);
+      s[3] += std::min<std::uint32_t>(p[2], a);
     }
   }
 }
@@ -112,33 +118,43 @@ void BoxReducer::addStraightRgbaRow(std::int32_t y, const std::uint8_t* rgba, st
 void BoxReducer::addPremultipliedRow(std::int32_t y, const std::uint32_t* argb) {
   if (y < 0 || y >= plan_.sourceHeight) return;
   std::uint32_t* sums = sumsFor(y);
-  for (std::int32_t x = 0; x < plan_.sourceWidth; ++x) {
-    const std::uint32_t pixel = argb[x];
-    std::uint32_t* s = sums + columnOf_[static_cast<std::size_t>(x)];
-    s[0] += pixel >> 24;
-    s[1] += (pixel >> 16) & 0xFF;
-    s[2] += (pixel >> 8) & 0xFF;
-    s[3] += pixel & 0xFF;
+  // Box by box, with the sums in registers: this runs over every pixel of a full-size decode.
+  for (std::int32_t x = 0; x < plan_.sourceWidth; sums += 4) {
+    const std::int32_t end = std::min(x + plan_.factorX, plan_.sourceWidth);
+    std::uint32_t a = 0, r = 0, g = 0, b = 0;
+    for (; x < end; ++x) {
+      const std::uint32_t pixel = argb[x];
+      a += pixel >> 24;
+      r += (pixel >> 16) & 0xFF;
+      g += (pixel >> 8) & 0xFF;
+      b += pixel & 0xFF;
+    }
+    sums[0] += a;
+    sums[1] += r;
+    sums[2] += g;
+    sums[3] += b;
   }
 }
 
 void BoxReducer::flushRow(std::int32_t outputRow) {
   if (outputRow >= plan_.height) return;
-  const std::uint32_t* sums =
-      rowsInOrder_ ? sums_.data()
-                   : sums_.data() + static_cast<std::size_t>(outputRow) * static_cast<std::size_t>(plan_.width) * 4;
-  const std::uint32_t rows = static_cast<std::uint32_t>(
-      std::min(plan_.factorY, plan_.sourceHeight - outputRow * plan_.factorY));
-  std::uint32_t* out = raster_.pixels.data() + static_cast<std::size_t>(outputRow) * static_cast<std::size_t>(plan_.width);
+  const std::uint32_t* sums = rowsInOrder_ ? sums_.data()
+                                           : sums_.data() + static_cast<std::size_t>(outputRow) *
+                                                                static_cast<std::size_t>(plan_.width) * 4;
+  const std::uint32_t rows =
+      static_cast<std::uint32_t>(std::min(plan_.factorY, plan_.sourceHeight - outputRow * plan_.factorY));
+  std::uint32_t* out =
+      raster_.pixels.data() + static_cast<std::size_t>(outputRow) * static_cast<std::size_t>(plan_.width);
   for (std::int32_t x = 0; x < plan_.width; ++x, sums += 4) {
-    const std::uint32_t columns = static_cast<std::uint32_t>(
-        std::min(plan_.factorX, plan_.sourceWidth - x * plan_.factorX));
+    const std::uint32_t columns =
+        static_cast<std::uint32_t>(std::min(plan_.factorX, plan_.sourceWidth - x * plan_.factorX));
     const std::uint32_t n = rows * columns;
     if (n == 1) {
       out[x] = packArgb(sums[0], sums[1], sums[2], sums[3]);
     } else {
       const std::uint32_t half = n / 2;
-      out[x] = packArgb((sums[0] + half) / n, (sums[1] + half) / n, (sums[2] + half) / n, (sums[3] + half) / n);
+      out[x] =
+          packArgb((sums[0] + half) / n, (sums[1] + half) / n, (sums[2] + half) / n, (sums[3] + half) / n);
     }
   }
 }
@@ -161,7 +177,8 @@ std::optional<Raster> reduceRaster(Raster full, Target target) {
   auto reducer = BoxReducer::make(plan, true);
   if (!reducer) return std::nullopt;
   for (std::int32_t y = 0; y < full.height; ++y) {
-    reducer->addPremultipliedRow(y, full.pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(full.width));
+    reducer->addPremultipliedRow(
+        y, full.pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(full.width));
   }
   return reducer->finish();
 }

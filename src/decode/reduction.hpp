@@ -47,9 +47,18 @@ class BoxReducer {
   // Nothing when the plan's buffers can't be allocated.
   static std::optional<BoxReducer> make(const ReductionPlan& plan, bool rowsInOrder);
 
-  // Adds the pixels x = xStart, xStart + xStep, … of source row y, given as straight-alpha RGBA bytes at
-  // their own x (rgba[4 × x]). Rows must arrive in ascending y when the reducer was made for rows in order.
-  void addStraightRgbaRow(std::int32_t y, const std::uint8_t* rgba, std::int32_t xStart = 0, std::int32_t xStep = 1);
+  enum class Alpha { straight, premultiplied };
+
+  // Adds count pixels of source row y, given as RGBA bytes: the first at x and at first[0..3], each next one
+  // xStep pixels further right, in the row and in memory. Rows must arrive in ascending y when the reducer
+  // was made for rows in order. Pixels outside the source are ignored.
+  void addRgba(std::int32_t y, std::int32_t x, std::int32_t xStep, std::int32_t count,
+               const std::uint8_t* first, Alpha alpha = Alpha::straight);
+
+  // Adds a whole source row of straight-alpha RGBA bytes.
+  void addStraightRgbaRow(std::int32_t y, const std::uint8_t* rgba) {
+    addRgba(y, 0, 1, plan_.sourceWidth, rgba);
+  }
 
   // Adds a whole source row of premultiplied ARGB32 words.
   void addPremultipliedRow(std::int32_t y, const std::uint32_t* argb);

@@ -1,7 +1,6 @@
 #include "export/html_elements.hpp"
 
 #include "export/html_text.hpp"
-#include "zorvi/canvas_contrast.hpp"
 
 namespace zorvi::html {
 namespace {

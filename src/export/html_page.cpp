@@ -20,7 +20,7 @@ std::string singlePage(const BoardBundle& bundle, const html::PictureMap& pictur
   const std::string captionColor = contrastColor(background);
 
   std::string out;
-  out.reserve(4096 + board.name.size() * 2 + html::estimatedItemsSize(layout, pictures));
+  html::reserveDocument(out, 4096 + board.name.size() * 2 + html::estimatedItemsSize(layout, pictures));
   out += html::documentOpening;
   html::appendEscaped(out, board.name);
   out +=

@@ -183,7 +183,7 @@ std::string exportPaged(const BoardBundle& bundle, const ImageMap& images,
   }
 
   std::string out;
-  out.reserve(estimate);
+  html::reserveDocument(out, estimate);
   out += html::documentOpening;
   html::appendEscaped(out, board.name);
   out +=

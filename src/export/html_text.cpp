@@ -1,8 +1,8 @@
 #include "export/html_text.hpp"
 
+#include <sys/mman.h>
 #include <utf8proc.h>
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -118,6 +118,19 @@ void appendNumber(std::string& out, double value) {
   out.append(buffer, end);
 }
 
+void reserveDocument(std::string& out, std::size_t size) {
+  out.reserve(size);
+#ifdef MADV_HUGEPAGE
+  constexpr std::uintptr_t kHugePage = std::uintptr_t{1} << 21;
+  if (out.capacity() < 4 * kHugePage) return;
+  const auto start = reinterpret_cast<std::uintptr_t>(out.data());
+  const std::uintptr_t first = (start + kHugePage - 1) & ~(kHugePage - 1);
+  const std::uintptr_t last = (start + out.capacity()) & ~(kHugePage - 1);
+  // Only advice: where it is refused the buffer simply keeps small pages.
+  if (last > first) ::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+#endif
+}
+
 void appendInteger(std::string& out, std::int64_t value) {
   char buffer[24];
   const auto result = std::to_chars(buffer, std::end(buffer), value);
@@ -161,33 +174,27 @@ std::optional<std::string_view> validColorView(std::string_view text) {
 }
 
 void appendBase64(std::string& out, std::span<const std::uint8_t> bytes) {
-  out.reserve(out.size() + base64Length(bytes.size()));
-  // Encoding into a small buffer that stays in cache, then appending, writes the output once;
-  // resizing first would also zero-fill it.
-  constexpr std::size_t kChunkBytes = 6144;
-  char chunk[kChunkBytes / 3 * 4];
+  const std::size_t start = out.size();
+  out.resize(start + base64Length(bytes.size()));
+  char* dst = out.data() + start;
   const std::uint8_t* src = bytes.data();
   const std::uint8_t* const whole = src + bytes.size() / 3 * 3;
-  while (src != whole) {
-    const std::uint8_t* const stop = src + std::min<std::size_t>(kChunkBytes, static_cast<std::size_t>(whole - src));
-    char* dst = chunk;
-    for (; src != stop; src += 3, dst += 4) {
-      const std::uint32_t v = std::uint32_t{src[0]} << 16 | std::uint32_t{src[1]} << 8 | src[2];
-      const char* hi = &kPairs[(v >> 12) * 2];
-      const char* lo = &kPairs[(v & 0xFFF) * 2];
-      dst[0] = hi[0];
-      dst[1] = hi[1];
-      dst[2] = lo[0];
-      dst[3] = lo[1];
-    }
-    out.append(chunk, dst);
+  for (; src != whole; src += 3, dst += 4) {
+    const std::uint32_t v = std::uint32_t{src[0]} << 16 | std::uint32_t{src[1]} << 8 | src[2];
+    const char* hi = &kPairs[(v >> 12) * 2];
+    const char* lo = &kPairs[(v & 0xFFF) * 2];
+    dst[0] = hi[0];
+    dst[1] = hi[1];
+    dst[2] = lo[0];
+    dst[3] = lo[1];
   }
   const std::size_t rest = bytes.size() % 3;
   if (rest != 0) {
     const std::uint32_t v = std::uint32_t{src[0]} << 16 | (rest == 2 ? std::uint32_t{src[1]} << 8 : 0);
-    const char tail[4] = {kAlphabet[v >> 18], kAlphabet[(v >> 12) & 63], rest == 2 ? kAlphabet[(v >> 6) & 63] : '=',
-                          '='};
-    out.append(tail, 4);
+    dst[0] = kAlphabet[v >> 18];
+    dst[1] = kAlphabet[(v >> 12) & 63];
+    dst[2] = rest == 2 ? kAlphabet[(v >> 6) & 63] : '=';
+    dst[3] = '=';
   }
 }
 

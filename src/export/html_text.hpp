@@ -13,6 +13,10 @@ namespace zorvi::html {
 // Appends HTMLExporter::fmt(value).
 void appendNumber(std::string& out, double value);
 
+// Reserves room for a document of about `size` bytes. A large one is backed by huge pages where the
+// system offers them: faulting in a fresh 100 MB buffer 4 KiB at a time costs as much as encoding it.
+void reserveDocument(std::string& out, std::size_t size);
+
 // Appends a whole number in decimal.
 void appendInteger(std::string& out, std::int64_t value);
 

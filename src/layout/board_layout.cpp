@@ -79,7 +79,7 @@ BoardLayout::BoardLayout(std::span<const CanvasItem> items_, const CaptionHeight
       continue;
     }
     // Plain comparisons, as std::min_element and std::max_element make them: a later NaN edge never
-    // replaces a number, and a NaN that comes first stays (then the size degrades to 0).
+    // replaces a number, and a NaN that comes first stays (that dimension then degrades to 0).
     if (content.x < minX) minX = content.x;
     if (content.y < minY) minY = content.y;
     if (maxX < right) maxX = right;

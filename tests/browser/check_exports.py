@@ -4,7 +4,8 @@
 The single-page export is screenshotted in a window as tall as the board and 200 px wider, so the
 centred board sits 100 px in: the PNG must have that size, and the pixels at item centres must show
 the item (an image's colour, a shape's fill). The paged export is printed to PDF, where pdfinfo must
-find one page per grid tile that an item reaches (plus the cover) at the paper size of the @page rule.
+find the paper size of the @page rule and the footers must number one page per grid tile that an item
+reaches (plus the cover), in order.
 Layout and plan are computed here from the manifest, independently of the library.
 
 usage: check_exports.py ZORVI WORKDIR [BOARD]   (without BOARD, a test board is built)
@@ -26,6 +27,7 @@ PORTRAIT = {"a5": (641, 909), "a4": (909, 1286), "a3": (1286, 1819),
             "letter": (935, 1210), "legal": (935, 1540), "screen16x9": (900, 1600)}
 POINTS_PER_WORLD_UNIT = 72 / 110
 SIDE_MARGIN = 100
+IMAGEMAGICK = "/usr/bin/convert"  # Debian's, by path: a same-named helper may stand before it on PATH
 
 failures = []
 
@@ -176,6 +178,20 @@ def chromium(*arguments):
         shutil.rmtree(profile, ignore_errors=True)
 
 
+def average(colours):
+    return tuple(round(sum(c[i] for c in colours) / len(colours)) for i in range(3))
+
+
+def picture_centre(data, width, height):
+    """Mean colour of the 5 x 5 pixels at the centre of the picture stretched to its frame, as the page does."""
+    if not os.path.exists(IMAGEMAGICK):
+        return None
+    size = "%dx%d!" % (max(5, round(width)), max(5, round(height)))
+    done = subprocess.run([IMAGEMAGICK, "-", "-resize", size, "-gravity", "center", "-crop", "5x5+0+0", "+repage",
+                           "-scale", "1x1!", "-depth", "8", "rgb:-"], input=data, capture_output=True)
+    return tuple(done.stdout[:3]) if done.returncode == 0 and len(done.stdout) >= 3 else None
+
+
 def near(a, b, tolerance):
     return all(abs(x - y) <= tolerance for x, y in zip(a, b))
 
@@ -221,19 +237,14 @@ def check_single_page(zorvi, board, manifest, pictures, workdir):
         if kind == "shape" and item.get("shape"):
             expected = hex_rgb(item["shape"].get("fillColor"))
         elif kind == "image" and item.get("image") in pictures:
-            picture = decode_png(pictures[item["image"]])
-            if picture:
-                pw, ph, prows = picture
-                centre = [prows[min(ph - 1, ph // 2 + dy)][min(pw - 1, pw // 2 + dx)]
-                          for dx in (-1, 0, 1) for dy in (-1, 0, 1)]
-                if all(near(p, centre[4], 2) for p in centre):
-                    expected = centre[4]
+            expected = picture_centre(pictures[item["image"]], f["width"], f["height"])
         if expected is None:
             continue
         px, py = int(left + cx), int(cy - min_y)
         if 0 <= px < shot_width and 0 <= py < shot_height:
-            got = pixels[py][px]
-            check(near(got, expected, 8), "item %s at (%d, %d) shows %s, expected %s" % (
+            got = average([pixels[y][x] for y in range(py - 2, py + 3) for x in range(px - 2, px + 3)
+                           if 0 <= y < shot_height and 0 <= x < shot_width])
+            check(near(got, expected, 12), "item %s at (%d, %d) shows %s, expected %s" % (
                 item["id"], px, py, got, expected))
             checked += 1
     check(checked >= 2 or len(items) < 2, "only %d item centres could be checked" % checked)
@@ -258,7 +269,7 @@ def planned_pages(manifest, heights):
 def check_paged(zorvi, board, manifest, workdir):
     out = os.path.join(workdir, "pages.html")
     subprocess.run([zorvi, "export", "pages", board, out, "--cover", "--branding", "--margin",
-                    "--sender", "Studio North"], check=True)
+                    "--sender=Studio North"], check=True)
     document = open(out, encoding="utf-8").read()
     pages, (width_pt, height_pt) = planned_pages(manifest, caption_heights_in(document, manifest["items"]))
     header = manifest["board"].get("header") or {}
@@ -269,16 +280,29 @@ def check_paged(zorvi, board, manifest, workdir):
     pdf = os.path.join(workdir, "pages.pdf")
     chromium("--no-pdf-header-footer", "--print-to-pdf=" + pdf, "file://" + os.path.abspath(out))
     info = subprocess.run(["pdfinfo", pdf], check=True, capture_output=True, text=True).stdout
-    count = int(re.search(r"^Pages:\s+(\d+)", info, re.M).group(1))
+    sheets = int(re.search(r"^Pages:\s+(\d+)", info, re.M).group(1))
     size = re.search(r"^Page size:\s+([\d.]+) x ([\d.]+) pts", info, re.M)
     paper = (float(size.group(1)), float(size.group(2)))
-    check(count == pages, "PDF has %d pages, planned %d" % (count, pages))
     if rule:
         stated = (float(rule.group(1)), float(rule.group(2)))
         check(near(paper, stated, 0.5), "PDF paper %s differs from the @page size %s" % (paper, stated))
     check(near(paper, (width_pt, height_pt), 0.5), "PDF paper %s differs from the page setup's %.2f x %.2f" % (
         paper, width_pt, height_pt))
-    print("paged: %d pages of %s pt" % (count, paper))
+
+    # Each page's footer carries "k / T": the numbers must come once each, in order. Chromium slices
+    # a page box taller than the sheet (its height before the print scale) onto a second sheet, so a
+    # page may take two sheets; more, or a sheet with two numbers, is a fault.
+    numbered = []
+    for sheet in range(1, sheets + 1):
+        text = subprocess.run(["pdftotext", "-f", str(sheet), "-l", str(sheet), "-layout", pdf, "-"], check=True,
+                              capture_output=True, text=True).stdout
+        found = re.findall(r"(\d+) ?/ ?(\d+)", text)
+        check(len(found) <= 1, "sheet %d carries %d page numbers" % (sheet, len(found)))
+        numbered += found
+    expected = [(str(k), str(pages)) for k in range(1, pages + 1)]
+    check(numbered == expected, "page numbers on the sheets %s, planned %s" % (numbered, expected))
+    check(sheets in (pages, 2 * pages), "%d sheets for %d pages" % (sheets, pages))
+    print("paged: %d pages of %s pt planned and numbered, on %d sheets" % (len(numbered), paper, sheets))
 
 
 def main():

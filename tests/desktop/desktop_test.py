@@ -294,7 +294,9 @@ def part_exec(build_dir, source_dir, _sanitized):
         entry = prefix.thumbnailer()
         check(shutil.which(entry.get("TryExec", ""), path=prefix.env["PATH"]) is not None,
               f"TryExec {entry.get('TryExec')!r} is not found on the installed PATH")
-        board = example_board(source_dir)
+        # File managers pass names as they are: blanks and non-ASCII letters included.
+        board = os.path.join(prefix.work, "Hafen Übersicht.zorvi")
+        shutil.copyfile(example_board(source_dir), board)
         manifest = manifest_of(board)
         for size in SIZE_CLASSES.values():
             out_dir = tempfile.mkdtemp(dir=prefix.work)

@@ -21,13 +21,15 @@ inline ByteVector readFile(const std::filesystem::path& path) {
 }
 
 // Runs a shell command quietly; true when it exits 0.
-inline bool run(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; }
+inline bool run(const std::string& command) {
+  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+}
 
-// A fresh directory under the system's temporary directory, removed with the object.
+// A fresh directory (under the system's temporary directory unless told where), removed with the object.
 class ScratchDirectory {
  public:
-  ScratchDirectory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "zorvi-decode-XXXXXX").string();
+  explicit ScratchDirectory(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+    std::string pattern = (parent / "zorvi-scratch-XXXXXX").string();
     path_ = ::mkdtemp(pattern.data()) ? pattern : std::string{};
   }
   ~ScratchDirectory() {

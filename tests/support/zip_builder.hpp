@@ -27,6 +27,8 @@ struct ZipEntry {
   std::uint32_t externalAttributes = 0100644u << 16;
   bool dataDescriptor = false;
   bool zip64 = false;
+  // Writes no data of its own: the directory points at the local record of that earlier entry.
+  std::optional<std::size_t> sharesDataOf;
 };
 
 struct BuiltZip {
@@ -74,6 +76,7 @@ inline BuiltZip buildZip(const std::vector<ZipEntry>& entries) {
     std::uint32_t crc;
     std::uint64_t size, compressedSize, offset;
     std::uint16_t flags;
+    std::uint16_t method;
   };
   ZipWriter w;
   BuiltZip built;
@@ -83,11 +86,18 @@ inline BuiltZip buildZip(const std::vector<ZipEntry>& entries) {
     return false;
   }();
   for (const auto& e : entries) {
+    if (e.sharesDataOf) {
+      Central shared = central.at(*e.sharesDataOf);
+      shared.entry = &e;
+      central.push_back(shared);
+      built.dataOffsets.push_back(built.dataOffsets.at(*e.sharesDataOf));
+      continue;
+    }
     const Bytes stored = e.method == 8 ? rawDeflate(e.data) : e.data;
     const auto crc = e.crc.value_or(static_cast<std::uint32_t>(crc32(0, e.data.data(), static_cast<uInt>(e.data.size()))));
     const std::uint64_t size = e.declaredSize.value_or(e.data.size());
     const auto flags = static_cast<std::uint16_t>(e.flags | (e.dataDescriptor ? 0x8 : 0));
-    central.push_back({&e, crc, size, stored.size(), w.out.size(), flags});
+    central.push_back({&e, crc, size, stored.size(), w.out.size(), flags, e.method});
     w.u32(0x04034b50);
     w.u16(e.zip64 ? 45 : 20);
     w.u16(flags);
@@ -127,7 +137,7 @@ inline BuiltZip buildZip(const std::vector<ZipEntry>& entries) {
     w.u16(static_cast<std::uint16_t>(e.host << 8 | (e.zip64 ? 45 : 20)));
     w.u16(e.zip64 ? 45 : 20);
     w.u16(c.flags);
-    w.u16(e.method);
+    w.u16(c.method);
     w.u32(0);
     w.u32(c.crc);
     w.u32(e.zip64 ? 0xFFFFFFFF : c.compressedSize);

@@ -9,6 +9,8 @@ int runInfo(const Arguments& arguments);
 int runManifest(const Arguments& arguments);
 int runPack(const Arguments& arguments);
 int runUnpack(const Arguments& arguments);
+int runUpdateCheck(const Arguments& arguments);
 int runThumbnail(const Arguments& arguments);
+int runExport(const Arguments& arguments);
 
 }  // namespace zorvi::cli

@@ -5,6 +5,7 @@
 
 #include "commands.hpp"
 #include "zorvi/board_archive.hpp"
+#include "zorvi/image_formats.hpp"
 #include "zorvi/manifest_coding.hpp"
 
 namespace zorvi::cli {
@@ -26,12 +27,27 @@ std::string itemCounts(const std::vector<CanvasItem>& items) {
   return text + ")\n";
 }
 
-// One line per image item. Further facts about an item (its detected format, whether its entries are
-// present) belong here as more columns.
-std::string imageItemLine(const CanvasItem& item, const BoardBundle&) {
+// How a user reads a verdict: "jpeg", "GIF (not accepted)", "unknown".
+std::string formatName(const DetectedFormat& format) {
+  if (const auto accepted = format.acceptedFormat()) return std::string(rawValue(*accepted));
+  if (format.kind() == DetectedFormat::Case::rejected) return format.rejectedName() + " (not accepted)";
+  return "unknown";
+}
+
+// One line per image item, saying at once why its picture would not show: the detected format of its
+// full image, and which of its two entries the board lacks (an absent field counts as missing).
+std::string imageItemLine(const CanvasItem& item, const BoardBundle& bundle) {
   std::string line = "  " + item.id.string();
   line += "  image " + item.image.value_or("(none)");
   line += "  thumbnail " + item.thumbnail.value_or("(none)");
+  const auto full = item.image ? bundle.images.find(*item.image) : bundle.images.end();
+  const bool noImage = full == bundle.images.end();
+  const bool noThumbnail = !item.thumbnail || !bundle.thumbnails.contains(*item.thumbnail);
+  if (!noImage) line += "  format " + formatName(ImageFormatDetector::identify(full->second));
+  if (noImage || noThumbnail) {
+    line += "  missing: ";
+    line += noImage && noThumbnail ? "image, thumbnail" : noImage ? "image" : "thumbnail";
+  }
   return line + "\n";
 }
 

@@ -14,7 +14,11 @@ constexpr Command commands[] = {
     {"manifest", "print a board's manifest as JSON", "BOARD", runManifest},
     {"pack", "make a board from a folder holding manifest.json, images/ and thumbnails/", "DIR OUT", runPack},
     {"unpack", "write a board's manifest, images and thumbnails into a folder", "BOARD DIR", runUnpack},
-    {"thumbnail", "draw a board into a PNG whose longer side is N × S pixels", "BOARD OUT.png [--size N] [--scale S]", runThumbnail, "size scale"},
+    {"thumbnail", "draw a board into a PNG whose longer side is N × S pixels", "BOARD OUT.png [--size N] [--scale S]",
+     runThumbnail, "size scale"},
+    {"export", "write a board as one HTML page, or as printable HTML pages", "html|pages BOARD OUT.html [--cover --branding --margin --sender=TEXT --logo=FILE --format=F --orientation=O --label-client=TEXT --label-model=TEXT --label-date=TEXT --label-location=TEXT]", runExport},
+    {"update-check", "compare VERSION with an update feed record (FEED.json - reads stdin)", "VERSION FEED.json",
+     runUpdateCheck},
 };
 
 void printLine(std::FILE* to, const std::string& line) { std::fputs((line + "\n").c_str(), to); }
@@ -26,7 +30,7 @@ std::string usageLine(const Command& command) {
 int printOverview(std::FILE* to) {
   std::string text = "usage: zorvi COMMAND ARGUMENTS (zorvi COMMAND --help for one command)\n\ncommands:\n";
   for (const auto& command : commands) {
-    text += "  " + std::string(command.name) + std::string(10 - command.name.size(), ' ') +
+    text += "  " + std::string(command.name) + std::string(command.name.size() < 14 ? 14 - command.name.size() : 1, ' ') +
             std::string(command.summary) + "\n";
   }
   std::fputs(text.c_str(), to);
