@@ -23,18 +23,21 @@ zorvi::BoardBundle boardWithImages(const std::uint8_t* data, std::size_t size) {
   const std::size_t third = size / 3;
   for (std::uint8_t i = 0; i < 3; ++i) {
     const std::string name = "images/" + std::to_string(i);
-    manifest.items.emplace_back(idNumber(i), name, "thumbnails/" + std::to_string(i), frames[i], i, PixelSize{},
-                                ItemSource{}, "caption", CaptionAlignment::center, false, std::nullopt);
+    manifest.items.emplace_back(idNumber(i), name, "thumbnails/" + std::to_string(i), frames[i], i,
+                                PixelSize{}, ItemSource{}, "caption", CaptionAlignment::center, false,
+                                std::nullopt);
     const std::uint8_t* begin = data + i * third;
     bundle.images[name] = Bytes(begin, i == 2 ? data + size : begin + third);
   }
-  manifest.items.emplace_back(idNumber(10), ShapeContent{"#FFFFFF", "#000", 3, "A title that is too long", 20},
+  manifest.items.emplace_back(idNumber(10),
+                              ShapeContent{"#FFFFFF", "#000", 3, "A title that is too long", 20},
                               Frame{0, 170, 90, 40}, 5, false, std::nullopt);
-  manifest.items.emplace_back(idNumber(11), TextContent{"Some words to wrap", "#FF8800", 12}, Frame{100, 170, 60, 10},
-                              6, false, std::nullopt);
-  manifest.items.emplace_back(idNumber(12),
-                              DrawingContent{{{0, 0}, {0.5, 1}, {1, 0}}, "#00FF00", 2, DrawingContent::LineStyle::dashed},
-                              Frame{0, 0, 200, 210}, 7, false, std::nullopt);
+  manifest.items.emplace_back(idNumber(11), TextContent{"Some words to wrap", "#FF8800", 12},
+                              Frame{100, 170, 60, 10}, 6, false, std::nullopt);
+  manifest.items.emplace_back(
+      idNumber(12),
+      DrawingContent{{{0, 0}, {0.5, 1}, {1, 0}}, "#00FF00", 2, DrawingContent::LineStyle::dashed},
+      Frame{0, 0, 200, 210}, 7, false, std::nullopt);
   return bundle;
 }
 

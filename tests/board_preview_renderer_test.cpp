@@ -26,11 +26,14 @@ Uuid idNumber(std::uint8_t n) {
 struct BoardBuilder {
   BoardBundle bundle;
 
-  explicit BoardBuilder(std::string background) { bundle.manifest.board.canvas.backgroundColor = std::move(background); }
+  explicit BoardBuilder(std::string background) {
+    bundle.manifest.board.canvas.backgroundColor = std::move(background);
+  }
   BoardBuilder& image(std::uint8_t n, Frame frame, std::int64_t z, std::optional<Bytes> bytes) {
     const std::string path = "images/" + std::to_string(n) + ".png";
-    bundle.manifest.items.emplace_back(idNumber(n), path, "thumbnails/" + std::to_string(n) + ".png", frame, z,
-                                       PixelSize{}, ItemSource{}, std::nullopt, std::nullopt, false, std::nullopt);
+    bundle.manifest.items.emplace_back(idNumber(n), path, "thumbnails/" + std::to_string(n) + ".png", frame,
+                                       z, PixelSize{}, ItemSource{}, std::nullopt, std::nullopt, false,
+                                       std::nullopt);
     if (bytes) bundle.images[path] = std::move(*bytes);
     return *this;
   }
@@ -58,9 +61,9 @@ TEST(BoardPreviewRenderer, GivesTheLongerSideTheBudgetInWholePixels) {
   const Row rows[] = {
       {1000, 500, 512, {{512, 256, 0.512}}},
       {300, 1000, 100, {{30, 100, 0.1}}},
-      {999, 1, 100, {{100, 1, 100.0 / 999}}},      // 0.1 raised to the 1-pixel floor
-      {3, 2, 5, {{5, 3, 5.0 / 3}}},                // 10/3 rounds down
-      {4, 1, 10, {{10, 3, 2.5}}},                  // 2.5 rounds away from zero
+      {999, 1, 100, {{100, 1, 100.0 / 999}}},  // 0.1 raised to the 1-pixel floor
+      {3, 2, 5, {{5, 3, 5.0 / 3}}},            // 10/3 rounds down
+      {4, 1, 10, {{10, 3, 2.5}}},              // 2.5 rounds away from zero
       {10, 10, 300.5, {{301, 301, 30.05}}},
       {0, 10, 100, std::nullopt},
       {10, -1, 100, std::nullopt},
@@ -72,16 +75,19 @@ TEST(BoardPreviewRenderer, GivesTheLongerSideTheBudgetInWholePixels) {
       {1e-300, 1, 1e300, std::nullopt},  // the long side's pixel count overflows 64 bits
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(std::to_string(row.width) + " x " + std::to_string(row.height) + " @ " + std::to_string(row.maxPixel));
+    SCOPED_TRACE(std::to_string(row.width) + " x " + std::to_string(row.height) + " @ " +
+                 std::to_string(row.maxPixel));
     EXPECT_EQ(BoardPreviewRenderer::pixelBudget(row.width, row.height, row.maxPixel), row.budget);
   }
 }
 
 TEST(BoardPreviewRenderer, RendersNothingWithoutAreaOrBudget) {
   EXPECT_FALSE(BoardPreviewRenderer::render(BoardBuilder("#000000").bundle, 256));
-  const BoardBundle flat = BoardBuilder("#000000").shape({"#FF0000", {}, 3, {}, {}}, {0, 0, 100, 0}, 0).bundle;
+  const BoardBundle flat =
+      BoardBuilder("#000000").shape({"#FF0000", {}, 3, {}, {}}, {0, 0, 100, 0}, 0).bundle;
   EXPECT_FALSE(BoardPreviewRenderer::render(flat, 256));
-  const BoardBundle square = BoardBuilder("#000000").shape({"#FF0000", {}, 3, {}, {}}, {0, 0, 10, 10}, 0).bundle;
+  const BoardBundle square =
+      BoardBuilder("#000000").shape({"#FF0000", {}, 3, {}, {}}, {0, 0, 10, 10}, 0).bundle;
   EXPECT_FALSE(BoardPreviewRenderer::render(square, 0));
   EXPECT_FALSE(BoardPreviewRenderer::render(square, 40000));  // beyond the largest bitmap
   EXPECT_TRUE(BoardPreviewRenderer::render(square, 1));
@@ -117,10 +123,10 @@ TEST(BoardPreviewRenderer, StretchesAPictureToItsFrameAndStacksByZIndex) {
     std::uint32_t pixel;
   };
   const Row rows[] = {
-      {2, 1, opaqueRed},    {20, 50, opaqueRed},  {2, 98, opaqueRed},      // left half of the square
-      {80, 1, opaqueBlue},  {97, 50, opaqueBlue}, {97, 98, opaqueBlue},    // right half
-      {110, 50, opaqueRed}, {149, 2, opaqueRed},                           // uncovered picture
-      {151, 2, 0xFF00FF00}, {199, 99, 0xFF00FF00},                         // the shape above it
+      {2, 1, opaqueRed},    {20, 50, opaqueRed},   {2, 98, opaqueRed},    // left half of the square
+      {80, 1, opaqueBlue},  {97, 50, opaqueBlue},  {97, 98, opaqueBlue},  // right half
+      {110, 50, opaqueRed}, {149, 2, opaqueRed},                          // uncovered picture
+      {151, 2, 0xFF00FF00}, {199, 99, 0xFF00FF00},                        // the shape above it
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(std::to_string(row.x) + "," + std::to_string(row.y));

@@ -17,21 +17,25 @@ Uuid idNumber(std::uint8_t n) {
   return id;
 }
 
-CanvasItem shapeItem(ShapeContent shape) { return CanvasItem(idNumber(1), std::move(shape), {}, 0, false, {}); }
+CanvasItem shapeItem(ShapeContent shape) {
+  return CanvasItem(idNumber(1), std::move(shape), {}, 0, false, {});
+}
 
 CanvasItem textItem(std::string content, std::string color, double fontSize) {
-  return CanvasItem(idNumber(2), TextContent{std::move(content), std::move(color), fontSize}, {}, 0, false, {});
+  return CanvasItem(idNumber(2), TextContent{std::move(content), std::move(color), fontSize}, {}, 0, false,
+                    {});
 }
 
 CanvasItem drawingItem(std::vector<DrawingPoint> points, std::string color, double width,
                        DrawingContent::LineStyle style) {
-  return CanvasItem(idNumber(3), DrawingContent{std::move(points), std::move(color), width, style}, {}, 0, false, {});
+  return CanvasItem(idNumber(3), DrawingContent{std::move(points), std::move(color), width, style}, {}, 0,
+                    false, {});
 }
 
 CanvasItem imageItem(std::uint8_t n, std::optional<std::string> caption = std::nullopt,
                      std::optional<CaptionAlignment> alignment = std::nullopt) {
-  return CanvasItem(idNumber(n), "images/a.png", "thumbnails/a.png", {}, 0, {}, {}, std::move(caption), alignment,
-                    false, {});
+  return CanvasItem(idNumber(n), "images/a.png", "thumbnails/a.png", {}, 0, {}, {}, std::move(caption),
+                    alignment, false, {});
 }
 
 BoardLayout layoutOf(double width, double height, std::vector<BoardLayout::PlacedItem> items) {
@@ -69,8 +73,8 @@ TEST(BoardCGRenderer, ParsesHexColoursByItsOwnGrammar) {
       {"#-00001", std::nullopt},
       {"#0x1234", std::nullopt},
       {"##fffff", std::nullopt},
-      {"#+12", std::nullopt},        // the short form doubles the sign into the middle
-      {"#ab\u0301", std::nullopt},   // three characters, one of them not a digit
+      {"#+12", std::nullopt},       // the short form doubles the sign into the middle
+      {"#ab\u0301", std::nullopt},  // three characters, one of them not a digit
       {"#GGGGGG", std::nullopt},
       {"#12 456", std::nullopt},
   };
@@ -107,15 +111,26 @@ TEST(BoardCGRenderer, ShapesFillThenStrokeInsideTheirFrame) {
     std::string trace;
   };
   const Row rows[] = {
-      {"frame flipped into drawing space", {"#FF0000", std::nullopt, 3, std::nullopt, std::nullopt},
-       {10, 20, 30, 40}, "fillRect 10 40 30 40 #FF0000\n"},
-      {"stroke inset by half its width", {std::nullopt, "#000", 4, std::nullopt, std::nullopt}, {0, 50, 100, 50},
+      {"frame flipped into drawing space",
+       {"#FF0000", std::nullopt, 3, std::nullopt, std::nullopt},
+       {10, 20, 30, 40},
+       "fillRect 10 40 30 40 #FF0000\n"},
+      {"stroke inset by half its width",
+       {std::nullopt, "#000", 4, std::nullopt, std::nullopt},
+       {0, 50, 100, 50},
        "strokeRect 2 2 96 46 #000000 width 4\n"},
-      {"fill before stroke", {"#00ff00", "#0000ff", 1.5, std::nullopt, std::nullopt}, {0, 0, 10, 10},
+      {"fill before stroke",
+       {"#00ff00", "#0000ff", 1.5, std::nullopt, std::nullopt},
+       {0, 0, 10, 10},
        "fillRect 0 90 10 10 #00FF00\nstrokeRect 0.75 90.75 8.5 8.5 #0000FF width 1.5\n"},
-      {"empty and invalid colours draw nothing", {"", "blue", 3, std::nullopt, std::nullopt}, {0, 0, 10, 10}, ""},
-      {"stroke wider than the frame has nothing to stroke", {std::nullopt, "#000", 12, std::nullopt, std::nullopt},
-       {0, 0, 10, 40}, ""},
+      {"empty and invalid colours draw nothing",
+       {"", "blue", 3, std::nullopt, std::nullopt},
+       {0, 0, 10, 10},
+       ""},
+      {"stroke wider than the frame has nothing to stroke",
+       {std::nullopt, "#000", 12, std::nullopt, std::nullopt},
+       {0, 0, 10, 40},
+       ""},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
@@ -177,7 +192,8 @@ TEST(BoardCGRenderer, SectionTitlesSitInsetAndAreCutWhenTooWide) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    const BoardLayout layout = layoutOf(400, 200, {{shapeItem(row.shape), {10, 0, row.width, 150}, std::nullopt}});
+    const BoardLayout layout =
+        layoutOf(400, 200, {{shapeItem(row.shape), {10, 0, row.width, 150}, std::nullopt}});
     EXPECT_EQ(traceOf(layout, row.background), row.trace);
   }
 }
@@ -203,7 +219,8 @@ TEST(BoardCGRenderer, TextBoxesStartAtTheItemTopAndGrowDownwards) {
     const BoardLayout layout = layoutOf(300, 100, {{row.item, {5, 10, 200, 40}, std::nullopt}});
     EXPECT_EQ(traceOf(layout, "", {}, measurer), row.trace);
   }
-  const BoardLayout narrow = layoutOf(300, 100, {{textItem("one", "#111111", 10), {5, 10, 0, 40}, std::nullopt}});
+  const BoardLayout narrow =
+      layoutOf(300, 100, {{textItem("one", "#111111", 10), {5, 10, 0, 40}, std::nullopt}});
   EXPECT_EQ(traceOf(narrow), "");
 }
 
@@ -253,8 +270,12 @@ TEST(BoardCGRenderer, ItemsFollowTheLayoutOrderAndSkipMissingContent) {
       100, 100,
       {{shapeItem({"#0000FF", std::nullopt, 3, std::nullopt, std::nullopt}), {0, 0, 50, 50}, std::nullopt},
        {contentless, {0, 0, 50, 50}, Frame{0, 56, 50, 10}},
-       {drawingItem({{0, 0}, {1, 0}}, "#00FF00", 2, DrawingContent::LineStyle::solid), {0, 0, 50, 50}, std::nullopt},
-       {shapeItem({"#FF0000", std::nullopt, 3, std::nullopt, std::nullopt}), {25, 25, 50, 50}, std::nullopt}});
+       {drawingItem({{0, 0}, {1, 0}}, "#00FF00", 2, DrawingContent::LineStyle::solid),
+        {0, 0, 50, 50},
+        std::nullopt},
+       {shapeItem({"#FF0000", std::nullopt, 3, std::nullopt, std::nullopt}),
+        {25, 25, 50, 50},
+        std::nullopt}});
   EXPECT_EQ(traceOf(layout),
             "fillRect 0 50 50 50 #0000FF\n"
             "strokePolyline 0 100 50 100 #00FF00 width 2\n"

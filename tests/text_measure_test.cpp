@@ -31,7 +31,8 @@ TEST(TextMeasure, CountsWrappedLinesAsAStyleSheetWouldLayThemOut) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    EXPECT_EQ(TextMeasure::wrappedLineCount(row.text, row.widthInCharacters * monoAdvance18, caption), row.lines);
+    EXPECT_EQ(TextMeasure::wrappedLineCount(row.text, row.widthInCharacters * monoAdvance18, caption),
+              row.lines);
   }
 }
 

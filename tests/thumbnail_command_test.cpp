@@ -44,8 +44,8 @@ std::pair<std::uint32_t, std::uint32_t> pngSize(const fs::path& file) {
   unsigned char header[24] = {};
   in.read(reinterpret_cast<char*>(header), sizeof header);
   const auto word = [&](int at) {
-    return std::uint32_t{header[at]} << 24 | std::uint32_t{header[at + 1]} << 16 | std::uint32_t{header[at + 2]} << 8 |
-           header[at + 3];
+    return std::uint32_t{header[at]} << 24 | std::uint32_t{header[at + 1]} << 16 |
+           std::uint32_t{header[at + 2]} << 8 | header[at + 3];
   };
   return {word(16), word(20)};
 }
@@ -116,18 +116,27 @@ TEST_F(ThumbnailCommand, FailsWithOneLineAndLeavesNoFile) {
     std::string line;  // the start of the one stderr line
   };
   const Row rows[] = {
-      {"not a board", {"thumbnail", (dir / "text.zorvi").string(), out.string()}, 1,
+      {"not a board",
+       {"thumbnail", (dir / "text.zorvi").string(), out.string()},
+       1,
        "zorvi: " + (dir / "text.zorvi").string() + ": archiveCorrupt: "},
-      {"missing board", {"thumbnail", (dir / "none.zorvi").string(), out.string()}, 1,
+      {"missing board",
+       {"thumbnail", (dir / "none.zorvi").string(), out.string()},
+       1,
        "zorvi: " + (dir / "none.zorvi").string() + ": archiveCorrupt: "},
       {"empty board", {"thumbnail", empty, out.string()}, 3, "zorvi: " + empty + ": nothing to draw\n"},
-      {"size 0", {"thumbnail", square, out.string(), "--size", "0"}, 3, "zorvi: " + square + ": nothing to draw\n"},
+      {"size 0",
+       {"thumbnail", square, out.string(), "--size", "0"},
+       3,
+       "zorvi: " + square + ": nothing to draw\n"},
       {"no output named", {"thumbnail", square}, 2, "zorvi thumbnail: "},
       {"negative size", {"thumbnail", square, out.string(), "--size", "-1"}, 2, "zorvi thumbnail: "},
       {"scale 0", {"thumbnail", square, out.string(), "--scale", "0"}, 2, "zorvi thumbnail: "},
       {"size not a number", {"thumbnail", square, out.string(), "--size", "big"}, 2, "zorvi thumbnail: "},
       {"unknown option", {"thumbnail", square, out.string(), "--fast"}, 2, "zorvi thumbnail: "},
-      {"unwritable folder", {"thumbnail", square, (dir / "no/such/dir/out.png").string()}, 1,
+      {"unwritable folder",
+       {"thumbnail", square, (dir / "no/such/dir/out.png").string()},
+       1,
        "zorvi: " + (dir / "no/such/dir/out.png").string() + ": "},
   };
   for (const auto& row : rows) {

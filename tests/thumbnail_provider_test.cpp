@@ -19,12 +19,13 @@ struct Outcome {
 
 Outcome ask(const std::filesystem::path& file, Size maximumSize, double scale) {
   Outcome outcome;
-  ThumbnailProvider().provideThumbnail({file, maximumSize, scale},
-                                       [&](std::optional<ThumbnailReply> reply, std::optional<BoardArchiveError> error) {
-                                         ++outcome.calls;
-                                         outcome.reply = std::move(reply);
-                                         outcome.error = std::move(error);
-                                       });
+  ThumbnailProvider().provideThumbnail(
+      {file, maximumSize, scale},
+      [&](std::optional<ThumbnailReply> reply, std::optional<BoardArchiveError> error) {
+        ++outcome.calls;
+        outcome.reply = std::move(reply);
+        outcome.error = std::move(error);
+      });
   return outcome;
 }
 
@@ -39,8 +40,8 @@ class ThumbnailProviderTest : public ::testing::Test {
     BoardBundle bundle;
     bundle.manifest.board.canvas.backgroundColor = "#FFFFFF";
     if (width > 0)
-      bundle.manifest.items.emplace_back(Uuid{}, ShapeContent{"#FF0000", {}, 3, {}, {}}, Frame{0, 0, width, height}, 0,
-                                         false, std::nullopt);
+      bundle.manifest.items.emplace_back(Uuid{}, ShapeContent{"#FF0000", {}, 3, {}, {}},
+                                         Frame{0, 0, width, height}, 0, false, std::nullopt);
     const auto path = dir / name;
     BoardArchive::write(bundle, path);
     return path;
@@ -63,7 +64,8 @@ TEST_F(ThumbnailProviderTest, ReplyContextIsThePictureInPoints) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    const Outcome outcome = ask(board("b.zorvi", row.boardWidth, row.boardHeight), row.maximumSize, row.scale);
+    const Outcome outcome =
+        ask(board("b.zorvi", row.boardWidth, row.boardHeight), row.maximumSize, row.scale);
     EXPECT_EQ(outcome.calls, 1);
     EXPECT_FALSE(outcome.error);
     ASSERT_TRUE(outcome.reply);

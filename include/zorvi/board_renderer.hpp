@@ -24,7 +24,8 @@ std::optional<Color> cgColor(std::string_view hex);
 // background when backgroundHex parses (over max(width, 1) × max(height, 1)), then each item in layout
 // order, decoding each image at the pixel size it is drawn at and releasing it right after. What can't
 // be drawn (missing or undecodable image, missing content, bad colour) is left out.
-void draw(const BoardLayout& layout, DrawingContext& context, const ImageMap& images, std::string_view backgroundHex);
+void draw(const BoardLayout& layout, DrawingContext& context, const ImageMap& images,
+          std::string_view backgroundHex);
 
 }  // namespace BoardCGRenderer
 

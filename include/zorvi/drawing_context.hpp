@@ -43,6 +43,7 @@ struct Stroke {
   bool operator==(const Stroke&) const = default;
 };
 
+// Where the lines of a wrapped text box sit between its left and right edges.
 enum class TextAlignment { left, center, right };
 
 // Where board drawing goes: a Cairo bitmap in the product, a recorder in tests. Lengths are in the
@@ -68,8 +69,8 @@ class DrawingContext {
   virtual void drawImage(const Raster& raster, const Rect& rect) = 0;
   // Sets text wrapped within box's width (as TextMeasurer::wrappedHeight measures it), first line at
   // the box's top edge; lines past the bottom edge are still drawn.
-  virtual void drawTextBox(std::string_view text, const Font& font, const Color& color, TextAlignment alignment,
-                           const Rect& box) = 0;
+  virtual void drawTextBox(std::string_view text, const Font& font, const Color& color,
+                           TextAlignment alignment, const Rect& box) = 0;
   // Sets text as one line whose baseline starts at origin; when truncateWidth is given the line is cut
   // at its end with "…" to fit that width.
   virtual void drawTextLine(std::string_view text, const Font& font, const Color& color, const Point& origin,
@@ -83,7 +84,8 @@ namespace RasterCanvas {
 // Runs draw on a context over a transparent width × height bitmap (8-bit ARGB, premultiplied) whose
 // drawing space is y-up with one unit = one pixel. Nothing when a side is below 1 or above 32,767, or
 // the pixels can't be allocated.
-std::optional<Raster> render(std::int32_t width, std::int32_t height, const std::function<void(DrawingContext&)>& draw);
+std::optional<Raster> render(std::int32_t width, std::int32_t height,
+                             const std::function<void(DrawingContext&)>& draw);
 
 // The raster as an opaque 8-bit RGB PNG: pixels composited over white, alpha dropped. Empty on failure.
 std::vector<std::uint8_t> encodePNG(const Raster& raster);

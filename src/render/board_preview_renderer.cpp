@@ -30,7 +30,8 @@ std::optional<Raster> render(const BoardBundle& bundle, double maxPixel) {
   const BoardLayout layout(bundle.manifest.items, CaptionHeights{});
   const auto budget = pixelBudget(layout.width, layout.height, maxPixel);
   if (!budget || budget->width > std::numeric_limits<std::int32_t>::max() ||
-      budget->height > std::numeric_limits<std::int32_t>::max()) return std::nullopt;
+      budget->height > std::numeric_limits<std::int32_t>::max())
+    return std::nullopt;
   const auto width = static_cast<std::int32_t>(budget->width);
   const auto height = static_cast<std::int32_t>(budget->height);
   return RasterCanvas::render(width, height, [&](DrawingContext& context) {

@@ -36,7 +36,7 @@ std::int32_t targetPixels(double length) {
   const double pixels = std::ceil(length);
   if (!(pixels >= 1)) return 1;
   return pixels >= std::numeric_limits<std::int32_t>::max() ? std::numeric_limits<std::int32_t>::max()
-                                                           : static_cast<std::int32_t>(pixels);
+                                                            : static_cast<std::int32_t>(pixels);
 }
 
 // A wrapped text box from the rectangle's top edge down, at least as tall as the rectangle and as tall
@@ -49,25 +49,28 @@ void drawWrapped(DrawingContext& context, std::string_view text, const Font& fon
   context.drawTextBox(text, font, color, alignment, {rect.x, rect.maxY() - boxHeight, rect.width, boxHeight});
 }
 
-bool drawImageItem(DrawingContext& context, const CanvasItem& item, const Rect& rect, const ImageMap& images) {
+bool drawImageItem(DrawingContext& context, const CanvasItem& item, const Rect& rect,
+                   const ImageMap& images) {
   const auto found = images.find(item.id);
   if (found == images.end()) return false;
   const Point ppu = context.pixelsPerUnit();
-  const std::optional<Raster> raster = ImageDecoder::decode(found->second.data, targetPixels(rect.width * ppu.x),
-                                                            targetPixels(rect.height * ppu.y));
+  const std::optional<Raster> raster = ImageDecoder::decode(
+      found->second.data, targetPixels(rect.width * ppu.x), targetPixels(rect.height * ppu.y));
   if (!raster) return false;
   context.drawImage(*raster, rect);
   return true;
 }
 
-void drawTitle(DrawingContext& context, const ShapeContent& shape, const Rect& rect, std::string_view background) {
+void drawTitle(DrawingContext& context, const ShapeContent& shape, const Rect& rect,
+               std::string_view background) {
   const double available = rect.width - 2 * SectionTitleStyle::inset;
   if (!(available > 0)) return;
   const std::string& title = *shape.title;
   const Font font{FontFace::sansSemibold, shape.effectiveTitleFontSize()};
   const Color color =
-      CanvasContrast::chromeTone(shape.titleBackdrop(background)) == CanvasContrast::ChromeTone::light ? white
-                                                                                                       : black;
+      CanvasContrast::chromeTone(shape.titleBackdrop(background)) == CanvasContrast::ChromeTone::light
+          ? white
+          : black;
   const TextMeasurer& measurer = context.measurer();
   std::optional<double> truncate;
   if (measurer.lineWidth(title, font) > available) truncate = available;
@@ -77,7 +80,8 @@ void drawTitle(DrawingContext& context, const ShapeContent& shape, const Rect& r
                        truncate);
 }
 
-void drawShape(DrawingContext& context, const ShapeContent& shape, const Rect& rect, std::string_view background) {
+void drawShape(DrawingContext& context, const ShapeContent& shape, const Rect& rect,
+               std::string_view background) {
   if (const auto fill = cgColor(shape.fillColor.value_or(""))) context.fillRect(rect, *fill);
   if (const auto stroke = cgColor(shape.strokeColor.value_or(""))) {
     const double w = shape.strokeWidth;
@@ -99,7 +103,8 @@ void drawDrawing(DrawingContext& context, const DrawingContent& drawing, const R
   for (const DrawingPoint& p : drawing.points)
     points.push_back({rect.x + p.x * rect.width, rect.maxY() - p.y * rect.height});
   Stroke stroke{*color, drawing.strokeWidth, std::nullopt};
-  if (drawing.style == DrawingContent::LineStyle::dashed) stroke.dash = DrawingContent::dashPattern(drawing.strokeWidth);
+  if (drawing.style == DrawingContent::LineStyle::dashed)
+    stroke.dash = DrawingContent::dashPattern(drawing.strokeWidth);
   context.strokePolyline(points, stroke);
 }
 
@@ -125,8 +130,8 @@ bool drawItem(DrawingContext& context, const CanvasItem& item, const Rect& rect,
     case CanvasItem::Type::text:
       if (!item.text) return false;
       if (const auto color = cgColor(item.text->color))
-        drawWrapped(context, item.text->content, {FontFace::sans, item.text->fontSize}, *color, TextAlignment::left,
-                    rect);
+        drawWrapped(context, item.text->content, {FontFace::sans, item.text->fontSize}, *color,
+                    TextAlignment::left, rect);
       return true;
     case CanvasItem::Type::shape:
       if (!item.shape) return false;
@@ -175,7 +180,8 @@ std::optional<Color> cgColor(std::string_view hex) {
   return Color{((value >> 16) & 0xFF) / 255.0, ((value >> 8) & 0xFF) / 255.0, (value & 0xFF) / 255.0, 1};
 }
 
-void draw(const BoardLayout& layout, DrawingContext& context, const ImageMap& images, std::string_view backgroundHex) {
+void draw(const BoardLayout& layout, DrawingContext& context, const ImageMap& images,
+          std::string_view backgroundHex) {
   if (const auto background = cgColor(backgroundHex))
     context.fillRect({0, 0, std::max(layout.width, 1.0), std::max(layout.height, 1.0)}, *background);
   const Color chrome = chromeColor(backgroundHex);

@@ -8,7 +8,8 @@
 
 namespace zorvi {
 
-void ThumbnailProvider::provideThumbnail(const ThumbnailRequest& request, const ThumbnailCompletion& completion) const {
+void ThumbnailProvider::provideThumbnail(const ThumbnailRequest& request,
+                                         const ThumbnailCompletion& completion) const {
   std::optional<Raster> picture;
   {
     BoardBundle bundle;

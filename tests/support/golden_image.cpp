@@ -52,8 +52,8 @@ std::string compareWithGolden(const Raster& raster, const std::string& name, int
   const std::optional<Raster> expected = ImageDecoder::decode(bytes, raster.width, raster.height);
   if (!expected) return fail("no readable reference " + golden.string(), nullptr);
   if (expected->width != raster.width || expected->height != raster.height)
-    return fail("size " + std::to_string(raster.width) + "x" + std::to_string(raster.height) + ", reference " +
-                    std::to_string(expected->width) + "x" + std::to_string(expected->height),
+    return fail("size " + std::to_string(raster.width) + "x" + std::to_string(raster.height) +
+                    ", reference " + std::to_string(expected->width) + "x" + std::to_string(expected->height),
                 nullptr);
   // The reference is stored opaque; compare the picture as it was written.
   const std::optional<Raster> actual = ImageDecoder::decode(actualPNG, raster.width, raster.height);
@@ -70,7 +70,8 @@ std::string compareWithGolden(const Raster& raster, const std::string& name, int
   }
   if (differing == 0) return {};
   const std::vector<std::uint8_t> diffPNG = RasterCanvas::encodePNG(diff);
-  return fail(std::to_string(differing) + " pixels differ by more than " + std::to_string(tolerance), &diffPNG);
+  return fail(std::to_string(differing) + " pixels differ by more than " + std::to_string(tolerance),
+              &diffPNG);
 }
 
 }  // namespace zorvi::testing

@@ -133,10 +133,13 @@ void RecordingContext::scale(double sx, double sy) {
   trace += "scale " + number(sx) + " " + number(sy) + "\n";
 }
 
-Point RecordingContext::pixelsPerUnit() const { return {std::abs(scales_.back().x), std::abs(scales_.back().y)}; }
+Point RecordingContext::pixelsPerUnit() const {
+  return {std::abs(scales_.back().x), std::abs(scales_.back().y)};
+}
 
 void RecordingContext::drawImage(const Raster& raster, const Rect& r) {
-  trace += "drawImage " + rect(r) + " " + std::to_string(raster.width) + "x" + std::to_string(raster.height) + "\n";
+  trace += "drawImage " + rect(r) + " " + std::to_string(raster.width) + "x" + std::to_string(raster.height) +
+           "\n";
 }
 
 void RecordingContext::drawTextBox(std::string_view text, const Font& f, const Color& color,
@@ -145,8 +148,8 @@ void RecordingContext::drawTextBox(std::string_view text, const Font& f, const C
            std::string(alignmentName(alignment)) + " \"" + std::string(text) + "\"\n";
 }
 
-void RecordingContext::drawTextLine(std::string_view text, const Font& f, const Color& color, const Point& origin,
-                                    std::optional<double> truncateWidth) {
+void RecordingContext::drawTextLine(std::string_view text, const Font& f, const Color& color,
+                                    const Point& origin, std::optional<double> truncateWidth) {
   trace += "drawTextLine " + number(origin.x) + " " + number(origin.y) + " " + font(f) + " " + hex(color);
   if (truncateWidth) trace += " truncate " + number(*truncateWidth);
   trace += " \"" + std::string(text) + "\"\n";

@@ -4,7 +4,8 @@
 
 namespace zorvi::testing {
 
-std::vector<std::uint8_t> bandedPNG(std::int32_t width, std::int32_t height, std::initializer_list<Color> bands) {
+std::vector<std::uint8_t> bandedPNG(std::int32_t width, std::int32_t height,
+                                    std::initializer_list<Color> bands) {
   const std::vector<Color> colors(bands);
   const auto raster = RasterCanvas::render(width, height, [&](DrawingContext& context) {
     const double band = static_cast<double>(width) / static_cast<double>(colors.size());

@@ -10,7 +10,8 @@
 namespace zorvi::testing {
 
 // PNG bytes of a width × height picture split into equal vertical bands of the given colours, left to right.
-std::vector<std::uint8_t> bandedPNG(std::int32_t width, std::int32_t height, std::initializer_list<Color> bands);
+std::vector<std::uint8_t> bandedPNG(std::int32_t width, std::int32_t height,
+                                    std::initializer_list<Color> bands);
 
 // The colour of pixel (x, y), counted from the top-left corner, as 0xAARRGGBB.
 std::uint32_t pixelAt(const Raster& raster, std::int32_t x, std::int32_t y);

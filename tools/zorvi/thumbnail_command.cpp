@@ -1,5 +1,6 @@
 // zorvi thumbnail BOARD OUT.png [--size N] [--scale S]: the board as an opaque PNG whose longer side is
 // N × S pixels, for file managers (through the .thumbnailer entry) and for scripts.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -49,11 +50,46 @@ constexpr rlim_t addressSpaceBytes = rlim_t{1} << 30;
 // Filled before the limits are armed, so the signal handler only writes and exits.
 char limitLine[1024];
 std::size_t limitLineLength = 0;
+// Where the command's own lines go; see MuteLibraries.
+int reportFd = STDERR_FILENO;
 
 void onLimit(int) {
-  if (write(STDERR_FILENO, limitLine, limitLineLength) < 0) _exit(exitLimitReached);
+  if (write(reportFd, limitLine, limitLineLength) < 0) _exit(exitLimitReached);
   _exit(exitLimitReached);
 }
+
+// In a sandbox fontconfig finds no font cache and no place to write one, and says so on stderr each
+// time it scans; the command's own single line must stay the only one. Restored when it ends.
+class MuteLibraries {
+ public:
+  explicit MuteLibraries(bool mute) {
+    if (!mute) return;
+    std::fflush(stderr);
+    saved_ = dup(STDERR_FILENO);
+    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (saved_ < 0 || null < 0 || dup2(null, STDERR_FILENO) < 0) {
+      if (null >= 0) close(null);
+      restore();
+      return;
+    }
+    close(null);
+    reportFd = saved_;
+  }
+  ~MuteLibraries() { restore(); }
+  MuteLibraries(const MuteLibraries&) = delete;
+  MuteLibraries& operator=(const MuteLibraries&) = delete;
+
+ private:
+  void restore() {
+    if (saved_ < 0) return;
+    std::fflush(stderr);
+    dup2(saved_, STDERR_FILENO);
+    reportFd = STDERR_FILENO;
+    close(saved_);
+    saved_ = -1;
+  }
+  int saved_ = -1;
+};
 
 // A file manager sets no limits on a thumbnailer: a hostile board must end here, within seconds. The
 // output only appears at the very end (see HoldLimitSignals), so a run cut short leaves no file.
@@ -94,9 +130,10 @@ class HoldLimitSignals {
 };
 
 // GNOME runs thumbnailers where /etc/fonts is missing, and fontconfig would then set all text in
-// whatever font sorts first. Our own fonts.conf lies in the prefix's share/zorvi, beside bin/.
-void useBundledFontsWhenTheSystemsAreMissing() {
-  if (std::getenv("FONTCONFIG_FILE") != nullptr || access("/etc/fonts/fonts.conf", R_OK) == 0) return;
+// whatever font sorts first. Our own fonts.conf lies in the prefix's share/zorvi, beside bin/. True
+// when it is used.
+bool useBundledFontsWhenTheSystemsAreMissing() {
+  if (std::getenv("FONTCONFIG_FILE") != nullptr || access("/etc/fonts/fonts.conf", R_OK) == 0) return false;
   std::error_code error;
   const std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", error);
   const std::filesystem::path candidates[] = {
@@ -106,9 +143,10 @@ void useBundledFontsWhenTheSystemsAreMissing() {
   for (const auto& candidate : candidates) {
     if (!candidate.empty() && access(candidate.c_str(), R_OK) == 0) {
       setenv("FONTCONFIG_FILE", candidate.c_str(), 1);
-      return;
+      return true;
     }
   }
+  return false;
 }
 
 double numberOption(const Arguments& arguments, const std::string& name, double fallback, bool zeroAllowed) {
@@ -119,7 +157,9 @@ double numberOption(const Arguments& arguments, const std::string& name, double 
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   const bool ok = error == std::errc() && end == text.data() + text.size() && std::isfinite(value) &&
                   (zeroAllowed ? value >= 0 : value > 0);
-  if (!ok) throw UsageError("--" + name + (zeroAllowed ? " takes a number of 0 or more" : " takes a number above 0"));
+  if (!ok)
+    throw UsageError("--" + name +
+                     (zeroAllowed ? " takes a number of 0 or more" : " takes a number above 0"));
   return value;
 }
 
@@ -137,26 +177,32 @@ int runThumbnail(const Arguments& arguments) {
   const double scale = numberOption(arguments, "scale", 1, false);
   const std::filesystem::path board = arguments.operands[0];
   const std::filesystem::path output = arguments.operands[1];
-  useBundledFontsWhenTheSystemsAreMissing();
+  const bool sandboxed = useBundledFontsWhenTheSystemsAreMissing();
   capTimeAndMemory(board);
   try {
     std::optional<ThumbnailReply> reply;
     std::optional<BoardArchiveError> error;
-    ThumbnailProvider().provideThumbnail({board, {size, size}, scale},
-                                         [&](std::optional<ThumbnailReply> r, std::optional<BoardArchiveError> e) {
-                                           reply = std::move(r);
-                                           error = std::move(e);
-                                         });
+    {
+      const MuteLibraries mute(sandboxed);
+      ThumbnailProvider().provideThumbnail(
+          {board, {size, size}, scale},
+          [&](std::optional<ThumbnailReply> r, std::optional<BoardArchiveError> e) {
+            reply = std::move(r);
+            error = std::move(e);
+          });
+    }
     if (error) return reportingFailures(board, [&] { throw *error; });
     if (!reply) return report(board, "nothing to draw", exitNothingToDraw);
     // The reply's size is in points; the surface has the picture's own pixel size.
-    const auto picture = RasterCanvas::render(
-        static_cast<std::int32_t>(std::lround(reply->contextSize.width * scale)),
-        static_cast<std::int32_t>(std::lround(reply->contextSize.height * scale)), [&](DrawingContext& context) {
-          context.scale(scale, scale);
-          reply->drawingBlock(context);
-        });
-    const std::vector<std::uint8_t> png = picture ? RasterCanvas::encodePNG(*picture) : std::vector<std::uint8_t>{};
+    const auto picture =
+        RasterCanvas::render(static_cast<std::int32_t>(std::lround(reply->contextSize.width * scale)),
+                             static_cast<std::int32_t>(std::lround(reply->contextSize.height * scale)),
+                             [&](DrawingContext& context) {
+                               context.scale(scale, scale);
+                               reply->drawingBlock(context);
+                             });
+    const std::vector<std::uint8_t> png =
+        picture ? RasterCanvas::encodePNG(*picture) : std::vector<std::uint8_t>{};
     if (png.empty()) return report(board, "memory limit reached", exitLimitReached);
     const HoldLimitSignals hold;
     return reportingFailures(output, [&] { writeFileAtomically(output, png); });

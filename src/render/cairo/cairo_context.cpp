@@ -105,13 +105,14 @@ Point CairoContext::pixelsPerUnit() const {
 
 void CairoContext::drawImage(const Raster& raster, const Rect& rect) {
   if (raster.width <= 0 || raster.height <= 0 ||
-      raster.pixels.size() != static_cast<std::size_t>(raster.width) * static_cast<std::size_t>(raster.height))
+      raster.pixels.size() !=
+          static_cast<std::size_t>(raster.width) * static_cast<std::size_t>(raster.height))
     return;
   if (!finite(rect) || !(rect.width > 0) || !(rect.height > 0)) return;
   // Cairo only reads the pixels here; the cast is what its C interface asks for.
   auto* data = reinterpret_cast<unsigned char*>(const_cast<std::uint32_t*>(raster.pixels.data()));
-  cairo_surface_t* image =
-      cairo_image_surface_create_for_data(data, CAIRO_FORMAT_ARGB32, raster.width, raster.height, raster.width * 4);
+  cairo_surface_t* image = cairo_image_surface_create_for_data(data, CAIRO_FORMAT_ARGB32, raster.width,
+                                                               raster.height, raster.width * 4);
   cairo_pattern_t* pattern = cairo_pattern_create_for_surface(image);
   // Maps the rectangle onto the whole picture, its top edge (max y) onto the picture's first row.
   cairo_matrix_t matrix;
@@ -146,8 +147,8 @@ void CairoContext::drawTextBox(std::string_view text, const Font& font, const Co
   pango_cairo_show_layout(cr_, layout.get());
 }
 
-void CairoContext::drawTextLine(std::string_view text, const Font& font, const Color& color, const Point& origin,
-                                std::optional<double> truncateWidth) {
+void CairoContext::drawTextLine(std::string_view text, const Font& font, const Color& color,
+                                const Point& origin, std::optional<double> truncateWidth) {
   if (!finite(origin.x) || !finite(origin.y)) return;
   const pango::LayoutPtr layout = pango::lineLayout(text, font, truncateWidth);
   PangoLayoutLine* line = pango_layout_get_line_readonly(layout.get(), 0);
@@ -195,11 +196,12 @@ std::optional<Raster> render(std::int32_t width, std::int32_t height,
 std::vector<std::uint8_t> encodePNG(const Raster& raster) {
   std::vector<std::uint8_t> png;
   if (raster.width <= 0 || raster.height <= 0 ||
-      raster.pixels.size() != static_cast<std::size_t>(raster.width) * static_cast<std::size_t>(raster.height))
+      raster.pixels.size() !=
+          static_cast<std::size_t>(raster.width) * static_cast<std::size_t>(raster.height))
     return png;
   auto* data = reinterpret_cast<unsigned char*>(const_cast<std::uint32_t*>(raster.pixels.data()));
-  cairo_surface_t* source =
-      cairo_image_surface_create_for_data(data, CAIRO_FORMAT_ARGB32, raster.width, raster.height, raster.width * 4);
+  cairo_surface_t* source = cairo_image_surface_create_for_data(data, CAIRO_FORMAT_ARGB32, raster.width,
+                                                                raster.height, raster.width * 4);
   // RGB24 makes Cairo write a PNG without an alpha channel.
   cairo_surface_t* opaque = cairo_image_surface_create(CAIRO_FORMAT_RGB24, raster.width, raster.height);
   cairo_t* cr = cairo_create(opaque);

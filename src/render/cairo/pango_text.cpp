@@ -65,7 +65,8 @@ double usableSize(double size) {
 int pangoUnits(double value) {
   const double scaled = std::round(value * PANGO_SCALE);
   if (!(scaled > 0)) return 0;
-  return scaled >= std::numeric_limits<int>::max() ? std::numeric_limits<int>::max() : static_cast<int>(scaled);
+  return scaled >= std::numeric_limits<int>::max() ? std::numeric_limits<int>::max()
+                                                   : static_cast<int>(scaled);
 }
 
 PangoFontDescription* describe(const Font& font, bool monospaceHasItalic) {
@@ -161,6 +162,8 @@ double width(PangoLayout* layout) {
   return static_cast<double>(logical.width) / PANGO_SCALE;
 }
 
-double ascent(PangoLayout* layout) { return static_cast<double>(pango_layout_get_baseline(layout)) / PANGO_SCALE; }
+double ascent(PangoLayout* layout) {
+  return static_cast<double>(pango_layout_get_baseline(layout)) / PANGO_SCALE;
+}
 
 }  // namespace zorvi::pango
