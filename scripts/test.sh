@@ -12,7 +12,7 @@ ctest --preset dev
 
 cmake --preset asan
 cmake --build --preset asan
-ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --preset asan
+ctest --preset asan
 
 cmake --preset fuzz
 cmake --build --preset fuzz

@@ -35,8 +35,8 @@ inline constexpr std::int64_t maxRasterPixels = std::int64_t{16} << 20;
 // codec cheaply allows without going below targetWidth × targetHeight on either axis (a smaller source
 // keeps its own size; targets below 1 count as 1), so the caller's own scaling to the target stays cheap.
 // A JPEG's EXIF orientation tag is not applied (pixels in stored order); HEIC and JPEG XL rotations, which
-// are part of those formats' image geometry, are. Nothing when the bytes can't be
-// decoded, are truncated, or exceed the limits above. Safe to call from any thread concurrently.
+// are part of those formats' image geometry, are. Nothing when the bytes can't be decoded, are truncated,
+// or exceed the limits above. Safe to call from any thread concurrently.
 std::optional<Raster> decode(std::span<const std::uint8_t> bytes, std::int32_t targetWidth,
                              std::int32_t targetHeight);
 
