@@ -20,7 +20,6 @@ constexpr Command commands[] = {
     {"unpack", "write a board's manifest, images and thumbnails into a folder", "BOARD DIR", runUnpack},
     {"thumbnail", "draw a board into a PNG whose longer side is N × S pixels", "BOARD OUT.png [--size N] [--scale S]",
      runThumbnail, "size scale"},
-    {"export", "write a board as one HTML page, or as printable HTML pages", "html|pages BOARD OUT.html [--cover --branding --margin --sender=TEXT --logo=FILE --format=F --orientation=O --label-client=TEXT --label-model=TEXT --label-date=TEXT --label-location=TEXT]", runExport},
     {"update-check", "compare VERSION with an update feed record (FEED.json - reads stdin)", "VERSION FEED.json",
      runUpdateCheck},
 };
