@@ -128,6 +128,7 @@ TEST(BoardArchive, ReportsEachFailureAsItsCase) {
   auto sized = [](std::string name, std::uint16_t method, std::uint64_t declared) {
     ZipEntry entry = file(std::move(name), "twelve bytes", method);
     entry.declaredSize = declared;
+    entry.zip64 = declared >= 0xFFFFFFFF;  // only ZIP64 records hold such sizes
     return entry;
   };
   ZipEntry encrypted = file("images/secret.png", "plain");

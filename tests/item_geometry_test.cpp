@@ -17,7 +17,7 @@ TEST(ItemGeometry, MovedDividesTheScreenDeltaByTheZoom) {
   for (const double zoom : {0.0, -1.0, std::nan("")}) EXPECT_EQ(ItemGeometry::moved(f, {10, -4}, zoom), f);
 }
 
-using ResizeRow = std::tuple<const char*, Frame, ResizeCorner, Size, double, double, Frame>;
+using ResizeRow = std::tuple<const char*, Frame, ResizeCorner, CanvasSize, double, double, Frame>;
 
 TEST(ItemGeometry, ResizeKeepsTheAspectRatio) {
   const Frame f{0, 0, 100, 50};
@@ -66,7 +66,7 @@ TEST(ItemGeometry, ResizeFreeMovesEachDraggedEdgeOnItsOwn) {
 
 TEST(DrawingGeometry, FrameAroundIsAtLeastOneUnitThick) {
   // clang-format off
-  const std::tuple<const char*, std::vector<Point>, Frame> rows[] = {
+  const std::tuple<const char*, std::vector<CanvasPoint>, Frame> rows[] = {
       {"none", {}, {0, 0, 0, 0}},
       {"one point", {{5, 7}}, {4.5, 6.5, 1, 1}},
       {"horizontal stroke", {{0, 10}, {100, 10}}, {0, 9.5, 100, 1}},
@@ -85,8 +85,8 @@ TEST(DrawingGeometry, NormalisingThenConvertingBackGivesThePoints) {
   std::uniform_real_distribution<double> coordinate(-1e4, 1e4);
   for (int round = 0; round < 200; ++round) {
     SCOPED_TRACE(round);
-    std::vector<Point> points(1 + random() % 40);
-    for (Point& p : points) p = {coordinate(random), coordinate(random)};
+    std::vector<CanvasPoint> points(1 + random() % 40);
+    for (CanvasPoint& p : points) p = {coordinate(random), coordinate(random)};
     const Frame frame = DrawingGeometry::frame(points);
     const auto normal = DrawingGeometry::normalized(points, frame);
     const auto back = DrawingGeometry::worldPoints(normal, frame);
@@ -97,17 +97,18 @@ TEST(DrawingGeometry, NormalisingThenConvertingBackGivesThePoints) {
       EXPECT_NEAR(back[i].y, points[i].y, 1e-9 * 2e4);
     }
   }
-  const std::vector<Point> points{{1, 2}, {3, 4}};
+  const std::vector<CanvasPoint> points{{1, 2}, {3, 4}};
   EXPECT_TRUE(DrawingGeometry::normalized(points, {0, 0, 0, 10}).empty());
   EXPECT_TRUE(DrawingGeometry::normalized(points, {0, 0, 10, -1}).empty());
   // Back to world the frame is not checked: zero width puts every point on the left edge.
   const std::vector<DrawingPoint> stored{{0.25, 0.5}, {2, -1}};
-  EXPECT_EQ(DrawingGeometry::worldPoints(stored, {7, 0, 0, 10}), (std::vector<Point>{{7, 5}, {7, -10}}));
+  EXPECT_EQ(DrawingGeometry::worldPoints(stored, {7, 0, 0, 10}),
+            (std::vector<CanvasPoint>{{7, 5}, {7, -10}}));
 }
 
 TEST(DrawingGeometry, DistanceToAPolyline) {
   // clang-format off
-  const std::tuple<const char*, Point, std::vector<Point>, double> rows[] = {
+  const std::tuple<const char*, CanvasPoint, std::vector<CanvasPoint>, double> rows[] = {
       {"no points", {1, 1}, {}, INFINITY},
       {"one point", {3, 4}, {{0, 0}}, 5},
       {"one point far away does not overflow", {1e300, 1e300}, {{0, 0}}, std::hypot(1e300, 1e300)},
@@ -125,9 +126,9 @@ TEST(DrawingGeometry, DistanceToAPolyline) {
 }
 
 TEST(DrawingGeometry, SimplifiedKeepsTheEndsAndSpacedPoints) {
-  const std::vector<Point> stroke{{0, 0}, {0.5, 0}, {3, 0}, {3.2, 0}};
+  const std::vector<CanvasPoint> stroke{{0, 0}, {0.5, 0}, {3, 0}, {3.2, 0}};
   // clang-format off
-  const std::tuple<const char*, std::vector<Point>, double, std::vector<Point>> rows[] = {
+  const std::tuple<const char*, std::vector<CanvasPoint>, double, std::vector<CanvasPoint>> rows[] = {
       {"two points", {{0, 0}, {0.1, 0}}, 1, {{0, 0}, {0.1, 0}}},
       {"minDistance 0", stroke, 0, stroke},
       {"negative minDistance", stroke, -1, stroke},

@@ -8,16 +8,16 @@
 
 namespace zorvi {
 
-// A position: world units or screen points, as the function taking it says.
-struct Point {
+// A position on the canvas, y downwards: world units or screen points, as the function taking it says.
+struct CanvasPoint {
   double x = 0, y = 0;
-  bool operator==(const Point&) const = default;
+  bool operator==(const CanvasPoint&) const = default;
 };
 
 // An extent or a displacement: width along x, height along y.
-struct Size {
+struct CanvasSize {
   double width = 0, height = 0;
-  bool operator==(const Size&) const = default;
+  bool operator==(const CanvasSize&) const = default;
 };
 
 // screen = world × zoom + offset, per axis. Initialisers keep the zoom within [minZoom, maxZoom];
@@ -27,14 +27,14 @@ struct CanvasTransform {
   static constexpr double maxZoom = 20;
 
   // Screen position of the world origin, in screen points.
-  Point offset;
+  CanvasPoint offset;
   // Screen points per world unit.
   double zoom = 1;
 
   // The identity: no offset, zoom 1.
   CanvasTransform() = default;
   // Stores offset and clampZoom(zoom).
-  CanvasTransform(Point screenOffset, double zoomFactor);
+  CanvasTransform(CanvasPoint screenOffset, double zoomFactor);
   // Offset from the viewport's offsetX/offsetY, zoom through clampZoom.
   explicit CanvasTransform(const Viewport& viewport);
 
@@ -45,20 +45,20 @@ struct CanvasTransform {
   Viewport viewport() const;
 
   // World point to screen point.
-  Point toScreen(Point world) const;
+  CanvasPoint toScreen(CanvasPoint world) const;
   // World point of a screen point; a zoom of 0 gives infinities or NaN, never a trap.
-  Point toWorld(Point screen) const;
+  CanvasPoint toWorld(CanvasPoint screen) const;
   // Origin mapped as stored; size is the absolute width and height times the zoom.
   Frame toScreen(const Frame& world) const;
   // Origin mapped as stored; size is the absolute width and height divided by the zoom.
   Frame toWorld(const Frame& screen) const;
 
   // Offset moved by delta (screen points), same zoom (clamped, as by every initialiser).
-  CanvasTransform panned(Size delta) const;
+  CanvasTransform panned(CanvasSize delta) const;
   // Zoom set to clampZoom(z) while the world point under the screen point `about` stays under it.
-  CanvasTransform zoomedTo(double z, Point about) const;
+  CanvasTransform zoomedTo(double z, CanvasPoint about) const;
   // zoomedTo(zoom × factor, about).
-  CanvasTransform zoomedBy(double factor, Point about) const;
+  CanvasTransform zoomedBy(double factor, CanvasPoint about) const;
 
   bool operator==(const CanvasTransform&) const = default;
 };
@@ -68,7 +68,7 @@ namespace BoardFit {
 // The transform showing all frames as large as possible, centred in a view of `view` screen points
 // with `padding` on every side; zoom kept within the transform's limits. Absent for no frames or an
 // empty view (width or height ≤ 0).
-std::optional<CanvasTransform> transform(std::span<const Frame> fitting, Size view, double padding);
+std::optional<CanvasTransform> transform(std::span<const Frame> fitting, CanvasSize view, double padding);
 
 }  // namespace BoardFit
 }  // namespace zorvi

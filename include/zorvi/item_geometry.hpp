@@ -20,24 +20,25 @@ namespace ItemGeometry {
 
 // The fixed corner of a resize and the dragged corner before the drag, in world units.
 struct AnchorAndStart {
-  Point anchor;
-  Point start;
+  CanvasPoint anchor;
+  CanvasPoint start;
   bool operator==(const AnchorAndStart&) const = default;
 };
 
 // The frame moved by a screen delta divided by zoom; unchanged when zoom ≤ 0.
-Frame moved(const Frame& frame, Size screenDelta, double zoom);
+Frame moved(const Frame& frame, CanvasSize screenDelta, double zoom);
 
 // The anchor is the corner opposite `corner`; the start is `corner` itself.
 AnchorAndStart resizeAnchorAndStart(const Frame& frame, ResizeCorner corner);
 
 // Scales about the anchor by the projection of the dragged corner onto the diagonal, so the aspect ratio
 // is kept; the smaller side never goes below minSize. Unchanged when width, height or zoom ≤ 0.
-Frame resize(const Frame& frame, ResizeCorner corner, Size screenDelta, double zoom, double minSize);
+Frame resize(const Frame& frame, ResizeCorner corner, CanvasSize screenDelta, double zoom, double minSize);
 
 // The dragged edges follow the pointer on each axis independently; a side that would be ≤ minSize
 // becomes minSize instead of flipping. Unchanged when zoom ≤ 0 (sizes are not tested).
-Frame resizeFree(const Frame& frame, ResizeCorner corner, Size screenDelta, double zoom, double minSize);
+Frame resizeFree(const Frame& frame, ResizeCorner corner, CanvasSize screenDelta, double zoom,
+                 double minSize);
 
 }  // namespace ItemGeometry
 
@@ -48,20 +49,20 @@ inline constexpr double minFrameDimension = 1.0;
 
 // Bounding box of the points, widened about its centre to minFrameDimension on a thinner axis;
 // (0, 0, 0, 0) for no points.
-Frame frame(std::span<const Point> points);
+Frame frame(std::span<const CanvasPoint> points);
 
 // World points as fractions of the frame, in order; empty when the frame's width or height is not > 0.
-std::vector<DrawingPoint> normalized(std::span<const Point> points, const Frame& frame);
+std::vector<DrawingPoint> normalized(std::span<const CanvasPoint> points, const Frame& frame);
 
 // Fractions of the frame back to world points, in order; the frame is not checked.
-std::vector<Point> worldPoints(std::span<const DrawingPoint> points, const Frame& frame);
+std::vector<CanvasPoint> worldPoints(std::span<const DrawingPoint> points, const Frame& frame);
 
 // Shortest distance from the point to the polyline; to its one point if it has one; +∞ for none.
-double distance(Point from, std::span<const Point> polyline);
+double distance(CanvasPoint from, std::span<const CanvasPoint> polyline);
 
 // Keeps the first and last points and each point at least minDistance from the last kept one.
 // Fewer than 3 points or minDistance ≤ 0: the points unchanged.
-std::vector<Point> simplified(std::span<const Point> points, double minDistance);
+std::vector<CanvasPoint> simplified(std::span<const CanvasPoint> points, double minDistance);
 
 }  // namespace DrawingGeometry
 }  // namespace zorvi

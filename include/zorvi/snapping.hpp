@@ -38,9 +38,13 @@ struct SnapResult {
     // Appends a guide; ignored once `capacity` guides are held.
     void push_back(const AlignmentGuide& guide);
 
+    // How many guides are held: 0, 1 or 2.
     std::size_t size() const { return count_; }
+    // True when nothing snapped.
     bool empty() const { return count_ == 0; }
+    // The guide at i < size(), in the order added.
     const AlignmentGuide& operator[](std::size_t i) const { return items_[i]; }
+    // The held guides as a range, for range-for loops.
     const AlignmentGuide* begin() const { return items_.data(); }
     const AlignmentGuide* end() const { return items_.data() + count_; }
 

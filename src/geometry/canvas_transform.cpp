@@ -5,11 +5,11 @@
 
 namespace zorvi {
 
-CanvasTransform::CanvasTransform(Point screenOffset, double zoomFactor)
+CanvasTransform::CanvasTransform(CanvasPoint screenOffset, double zoomFactor)
     : offset(screenOffset), zoom(clampZoom(zoomFactor)) {}
 
 CanvasTransform::CanvasTransform(const Viewport& viewport)
-    : CanvasTransform(Point{viewport.offsetX, viewport.offsetY}, viewport.zoom) {}
+    : CanvasTransform(CanvasPoint{viewport.offsetX, viewport.offsetY}, viewport.zoom) {}
 
 double CanvasTransform::clampZoom(double z) {
   // Written as comparisons rather than std::clamp so that NaN falls through both tests unchanged.
@@ -20,41 +20,41 @@ double CanvasTransform::clampZoom(double z) {
 
 Viewport CanvasTransform::viewport() const { return Viewport{offset.x, offset.y, zoom}; }
 
-Point CanvasTransform::toScreen(Point world) const {
+CanvasPoint CanvasTransform::toScreen(CanvasPoint world) const {
   return {offset.x + world.x * zoom, offset.y + world.y * zoom};
 }
 
-Point CanvasTransform::toWorld(Point screen) const {
+CanvasPoint CanvasTransform::toWorld(CanvasPoint screen) const {
   return {(screen.x - offset.x) / zoom, (screen.y - offset.y) / zoom};
 }
 
 Frame CanvasTransform::toScreen(const Frame& world) const {
-  const Point origin = toScreen(Point{world.x, world.y});
+  const CanvasPoint origin = toScreen(CanvasPoint{world.x, world.y});
   return {origin.x, origin.y, zoom * std::abs(world.width), zoom * std::abs(world.height)};
 }
 
 Frame CanvasTransform::toWorld(const Frame& screen) const {
-  const Point origin = toWorld(Point{screen.x, screen.y});
+  const CanvasPoint origin = toWorld(CanvasPoint{screen.x, screen.y});
   return {origin.x, origin.y, std::abs(screen.width) / zoom, std::abs(screen.height) / zoom};
 }
 
-CanvasTransform CanvasTransform::panned(Size delta) const {
-  return CanvasTransform(Point{offset.x + delta.width, offset.y + delta.height}, zoom);
+CanvasTransform CanvasTransform::panned(CanvasSize delta) const {
+  return CanvasTransform(CanvasPoint{offset.x + delta.width, offset.y + delta.height}, zoom);
 }
 
-CanvasTransform CanvasTransform::zoomedTo(double z, Point about) const {
+CanvasTransform CanvasTransform::zoomedTo(double z, CanvasPoint about) const {
   const double newZoom = clampZoom(z);
-  const Point world = toWorld(about);
-  return CanvasTransform(Point{about.x - newZoom * world.x, about.y - newZoom * world.y}, newZoom);
+  const CanvasPoint world = toWorld(about);
+  return CanvasTransform(CanvasPoint{about.x - newZoom * world.x, about.y - newZoom * world.y}, newZoom);
 }
 
-CanvasTransform CanvasTransform::zoomedBy(double factor, Point about) const {
+CanvasTransform CanvasTransform::zoomedBy(double factor, CanvasPoint about) const {
   return zoomedTo(zoom * factor, about);
 }
 
 namespace BoardFit {
 
-std::optional<CanvasTransform> transform(std::span<const Frame> fitting, Size view, double padding) {
+std::optional<CanvasTransform> transform(std::span<const Frame> fitting, CanvasSize view, double padding) {
   if (fitting.empty() || !(view.width > 0) || !(view.height > 0)) return std::nullopt;
 
   double minX = fitting.front().x, minY = fitting.front().y;
@@ -72,7 +72,8 @@ std::optional<CanvasTransform> transform(std::span<const Frame> fitting, Size vi
 
   const double zoom = CanvasTransform::clampZoom(std::min(availW / contentW, availH / contentH));
   const double centreX = (minX + maxX) * 0.5, centreY = (minY + maxY) * 0.5;
-  return CanvasTransform(Point{view.width * 0.5 - centreX * zoom, view.height * 0.5 - centreY * zoom}, zoom);
+  return CanvasTransform(CanvasPoint{view.width * 0.5 - centreX * zoom, view.height * 0.5 - centreY * zoom},
+                         zoom);
 }
 
 }  // namespace BoardFit

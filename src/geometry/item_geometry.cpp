@@ -7,7 +7,7 @@
 namespace zorvi {
 namespace ItemGeometry {
 
-Frame moved(const Frame& frame, Size screenDelta, double zoom) {
+Frame moved(const Frame& frame, CanvasSize screenDelta, double zoom) {
   if (!(zoom > 0)) return frame;
   return {frame.x + screenDelta.width / zoom, frame.y + screenDelta.height / zoom, frame.width, frame.height};
 }
@@ -28,7 +28,7 @@ AnchorAndStart resizeAnchorAndStart(const Frame& frame, ResizeCorner corner) {
   return {{minX, minY}, {maxX, maxY}};
 }
 
-Frame resize(const Frame& frame, ResizeCorner corner, Size screenDelta, double zoom, double minSize) {
+Frame resize(const Frame& frame, ResizeCorner corner, CanvasSize screenDelta, double zoom, double minSize) {
   if (frame.width <= 0 || frame.height <= 0 || zoom <= 0) return frame;
   const auto [anchor, start] = resizeAnchorAndStart(frame, corner);
   const double dirX = start.x - anchor.x, dirY = start.y - anchor.y;
@@ -45,7 +45,8 @@ Frame resize(const Frame& frame, ResizeCorner corner, Size screenDelta, double z
           frame.height * t};
 }
 
-Frame resizeFree(const Frame& frame, ResizeCorner corner, Size screenDelta, double zoom, double minSize) {
+Frame resizeFree(const Frame& frame, ResizeCorner corner, CanvasSize screenDelta, double zoom,
+                 double minSize) {
   if (zoom <= 0) return frame;
   const auto [anchor, start] = resizeAnchorAndStart(frame, corner);
   const double signX = anchor.x > start.x ? -1.0 : 1.0;
@@ -64,10 +65,10 @@ Frame resizeFree(const Frame& frame, ResizeCorner corner, Size screenDelta, doub
 
 namespace DrawingGeometry {
 
-Frame frame(std::span<const Point> points) {
+Frame frame(std::span<const CanvasPoint> points) {
   if (points.empty()) return {};
   double minX = points.front().x, minY = points.front().y, maxX = minX, maxY = minY;
-  for (const Point& p : points.subspan(1)) {
+  for (const CanvasPoint& p : points.subspan(1)) {
     minX = std::min(minX, p.x);
     minY = std::min(minY, p.y);
     maxX = std::max(maxX, p.x);
@@ -85,30 +86,30 @@ Frame frame(std::span<const Point> points) {
   return {minX, minY, maxX - minX, maxY - minY};
 }
 
-std::vector<DrawingPoint> normalized(std::span<const Point> points, const Frame& frame) {
+std::vector<DrawingPoint> normalized(std::span<const CanvasPoint> points, const Frame& frame) {
   std::vector<DrawingPoint> result;
   if (!(frame.width > 0) || !(frame.height > 0)) return result;
   result.reserve(points.size());
-  for (const Point& p : points)
+  for (const CanvasPoint& p : points)
     result.push_back({(p.x - frame.x) / frame.width, (p.y - frame.y) / frame.height});
   return result;
 }
 
-std::vector<Point> worldPoints(std::span<const DrawingPoint> points, const Frame& frame) {
-  std::vector<Point> result;
+std::vector<CanvasPoint> worldPoints(std::span<const DrawingPoint> points, const Frame& frame) {
+  std::vector<CanvasPoint> result;
   result.reserve(points.size());
   for (const DrawingPoint& q : points)
     result.push_back({frame.x + frame.width * q.x, frame.y + frame.height * q.y});
   return result;
 }
 
-double distance(Point from, std::span<const Point> polyline) {
+double distance(CanvasPoint from, std::span<const CanvasPoint> polyline) {
   if (polyline.empty()) return std::numeric_limits<double>::infinity();
   if (polyline.size() == 1) return std::hypot(from.x - polyline.front().x, from.y - polyline.front().y);
 
   double best = std::numeric_limits<double>::infinity();
   for (std::size_t i = 1; i < polyline.size(); ++i) {
-    const Point a = polyline[i - 1], b = polyline[i];
+    const CanvasPoint a = polyline[i - 1], b = polyline[i];
     const double dx = b.x - a.x, dy = b.y - a.y;
     const double lengthSquared = dx * dx + dy * dy;
     double t = 0;
@@ -124,12 +125,12 @@ double distance(Point from, std::span<const Point> polyline) {
   return best;
 }
 
-std::vector<Point> simplified(std::span<const Point> points, double minDistance) {
+std::vector<CanvasPoint> simplified(std::span<const CanvasPoint> points, double minDistance) {
   if (points.size() < 3 || !(minDistance > 0)) return {points.begin(), points.end()};
-  std::vector<Point> kept;
+  std::vector<CanvasPoint> kept;
   kept.reserve(points.size());
   kept.push_back(points.front());
-  for (const Point& p : points.subspan(1, points.size() - 2)) {
+  for (const CanvasPoint& p : points.subspan(1, points.size() - 2)) {
     if (std::hypot(p.x - kept.back().x, p.y - kept.back().y) >= minDistance) kept.push_back(p);
   }
   kept.push_back(points.back());

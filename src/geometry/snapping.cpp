@@ -168,7 +168,7 @@ SnapResult snapResize(const Frame& original, ResizeCorner corner, const Frame& p
 
   // Plain variables, not a structured binding: the lambdas below capture them (clang 14 refuses that).
   const auto corners = ItemGeometry::resizeAnchorAndStart(original, corner);
-  const Point anchor = corners.anchor, dragged = corners.start;
+  const CanvasPoint anchor = corners.anchor, dragged = corners.start;
   const double dirX = dragged.x - anchor.x, dirY = dragged.y - anchor.y;
   const double lengthSquared = dirX * dirX + dirY * dirY;
   if (lengthSquared <= 0) return unchanged;
@@ -224,7 +224,7 @@ SnapResult snapResizeFree(const Frame& original, ResizeCorner corner, const Fram
   if (zoom <= 0) return {proposed, {}};
   // Plain variables, not a structured binding: the lambdas below capture them (clang 14 refuses that).
   const auto corners = ItemGeometry::resizeAnchorAndStart(original, corner);
-  const Point anchor = corners.anchor, dragged = corners.start;
+  const CanvasPoint anchor = corners.anchor, dragged = corners.start;
   const double signX = anchor.x <= dragged.x ? 1.0 : -1.0;
   const double signY = anchor.y <= dragged.y ? 1.0 : -1.0;
   const double movingX = signX > 0 ? proposed.x + proposed.width : proposed.x;

@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "zorvi/image_formats.hpp"
 
 namespace zorvi {
@@ -36,8 +34,10 @@ std::optional<ImageFormat> imageFormatFromFileExtension(std::string_view extensi
   // ASCII lower-casing is enough: no other character lower-cases into the letters these names use.
   std::array<char, 4> buffer{};
   if (extension.size() > buffer.size()) return std::nullopt;
-  std::transform(extension.begin(), extension.end(), buffer.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  for (std::size_t i = 0; i < extension.size(); ++i) {
+    const char c = extension[i];
+    buffer[i] = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  }
   const std::string_view lower(buffer.data(), extension.size());
   if (lower == "jpg") return ImageFormat::jpeg;
   for (const auto& entry : kNames) {
