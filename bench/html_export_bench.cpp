@@ -71,7 +71,7 @@ void BM_ReadAndEncodeFloor(benchmark::State& state) {
   const auto& path = boardFile();
   for (auto _ : state) {
     const BoardBundle bundle = BoardArchive::read(path);
-    for (const auto& [path, bytes] : bundle.images) {
+    for (const auto& [name, bytes] : bundle.images) {
       std::string encoded;
       encoded.reserve(html::base64Length(bytes.size()));
       html::appendBase64(encoded, bytes);

@@ -91,13 +91,13 @@ TEST_F(ExportCommand, PagesFollowTheOptions) {
   };
   const std::vector<Row> rows = {
       {"", {"@page { size: 594.98pt 841.75pt; margin: 0; }", "width:909px;height:1286px;"}},
-      {"--format=a3 --orientation=landscape", {"@page { size: 1190.62pt 841.75pt; margin: 0; }"}},
-      {"--cover --branding --margin '--sender= Studio ' --label-client=Kunde",
+      {"--format a3 --orientation=landscape", {"@page { size: 1190.62pt 841.75pt; margin: 0; }"}},
+      {"--cover --branding --margin --sender ' Studio ' --label-client Kunde",
        {R"(<div class="cv-title" style="font-size:45.83px;">Spring</div>)",
         R"(<td class="cv-k">Kunde</td><td class="cv-v">ACME</td>)",
         R"(<div class="foot-left">Studio</div><div class="foot-right">1 / 3</div>)",
         R"(<div class="foot-right">3 / 3</div>)"}},
-      {"--branding --logo=" + quoted(logo),
+      {"--branding --logo " + quoted(logo),
        {R"(<div class="foot-left"><img class="logo" src="data:image/png;base64,iVBORw0KGgoAAAANSUhEUg==" alt=""></div><div class="foot-right">1 / 2</div>)"}},
   };
   for (const auto& row : rows) {
@@ -133,7 +133,8 @@ TEST_F(ExportCommand, FailuresPrintOneLineAndKeepTheOldOutput) {
       {"svg " + path("b.zorvi") + " " + path("out.html"), 2, "zorvi export: "},
       {"html " + path("b.zorvi"), 2, "zorvi export: "},
       {"html " + path("b.zorvi") + " " + path("out.html") + " --cover", 2, "zorvi export: unknown option --cover"},
-      {"pages " + path("b.zorvi") + " " + path("out.html") + " --format=b5", 2, "zorvi export: --format"},
+      {"pages " + path("b.zorvi") + " " + path("out.html") + " --format b5", 2, "zorvi export: --format"},
+      {"pages " + path("b.zorvi") + " " + path("out.html") + " --sender", 2, "zorvi export: --sender needs a value"},
       {"pages " + path("b.zorvi") + " " + path("out.html") + " --orientation=up", 2, "zorvi export: --orientation"},
   };
   for (const auto& row : rows) {

@@ -269,7 +269,7 @@ def planned_pages(manifest, heights):
 def check_paged(zorvi, board, manifest, workdir):
     out = os.path.join(workdir, "pages.html")
     subprocess.run([zorvi, "export", "pages", board, out, "--cover", "--branding", "--margin",
-                    "--sender=Studio North"], check=True)
+                    "--sender", "Studio North"], check=True)
     document = open(out, encoding="utf-8").read()
     pages, (width_pt, height_pt) = planned_pages(manifest, caption_heights_in(document, manifest["items"]))
     header = manifest["board"].get("header") or {}

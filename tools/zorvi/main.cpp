@@ -13,10 +13,13 @@ constexpr Command commands[] = {
     {"info", "summarise a board: name, schema, items, entries, page setup, header", "BOARD", runInfo},
     {"manifest", "print a board's manifest as JSON", "BOARD", runManifest},
     {"pack", "make a board from a folder holding manifest.json, images/ and thumbnails/", "DIR OUT", runPack},
+    {"export", "write a board as one HTML page, or as printable HTML pages",
+     "html|pages BOARD OUT.html [--format F] [--orientation O] [--cover] [--branding] [--margin] [--sender TEXT] "
+     "[--logo FILE] [--label-client TEXT] [--label-model TEXT] [--label-date TEXT] [--label-location TEXT]",
+     runExport, "format orientation sender logo label-client label-model label-date label-location"},
     {"unpack", "write a board's manifest, images and thumbnails into a folder", "BOARD DIR", runUnpack},
     {"thumbnail", "draw a board into a PNG whose longer side is N × S pixels", "BOARD OUT.png [--size N] [--scale S]",
      runThumbnail, "size scale"},
-    {"export", "write a board as one HTML page, or as printable HTML pages", "html|pages BOARD OUT.html [--cover --branding --margin --sender=TEXT --logo=FILE --format=F --orientation=O --label-client=TEXT --label-model=TEXT --label-date=TEXT --label-location=TEXT]", runExport},
     {"update-check", "compare VERSION with an update feed record (FEED.json - reads stdin)", "VERSION FEED.json",
      runUpdateCheck},
 };
