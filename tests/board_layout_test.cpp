@@ -27,19 +27,14 @@ CanvasItem image(Frame frame, std::optional<std::string> caption = {}, std::int6
   return CanvasItem(id(n), "images/a.png", "thumbnails/a.png", frame, z, {}, {}, caption, {}, false, {});
 }
 
-CanvasItem drawing(Frame frame, double strokeWidth) {
-  return CanvasItem(id(1), DrawingContent{{}, "#000000", strokeWidth, {}}, frame, 0, false, {});
-}
-
-// Equal, or NaN in the same fields.
-bool same(const Frame& a, const Frame& b) {
-  const auto eq = [](double x, double y) { return x == y || (x != x && y != y); };
-  return eq(a.x, b.x) && eq(a.y, b.y) && eq(a.width, b.width) && eq(a.height, b.height);
-}
-
-CanvasItem withCaption(CanvasItem item) {
+// Captioned, so that only the item's kind keeps the caption away.
+CanvasItem captioned(CanvasItem item) {
   item.caption = "A";
   return item;
+}
+
+CanvasItem drawing(Frame frame, double strokeWidth) {
+  return CanvasItem(id(1), DrawingContent{{}, "#000000", strokeWidth, {}}, frame, 0, false, {});
 }
 
 TEST(BoardLayout, ContentFrameCaptionFrameAndWholeBoardOfOneItem) {
@@ -55,17 +50,14 @@ TEST(BoardLayout, ContentFrameCaptionFrameAndWholeBoardOfOneItem) {
   } const rows[] = {
       {"captioned image", image(f, "A"), {{id(1), 22}}, {10, 20, 100, 78}, Frame{0, 56, 100, 22}},
       {"blank caption counts", image(f, " "), {{id(1), 4}}, {10, 20, 100, 60}, Frame{0, 56, 100, 4}},
-      {"empty map", image(f, "A"), {}, f, {}},
       {"height of another item", image(f, "A"), {{id(2), 22}}, f, {}},
       {"empty caption", image(f, ""), {{id(1), 22}}, f, {}},
       {"no caption", image(f), {{id(1), 22}}, f, {}},
       {"zero height", image(f, "A"), {{id(1), 0}}, f, {}},
-      {"negative height", image(f, "A"), {{id(1), -5}}, f, {}},
       {"NaN height", image(f, "A"), {{id(1), kNaN}}, f, {}},
-      {"text", withCaption(CanvasItem(id(1), TextContent{}, f, 0, false, {})), {{id(1), 22}}, f, {}},
-      {"shape", withCaption(CanvasItem(id(1), ShapeContent{}, f, 0, false, {})), {{id(1), 22}}, f, {}},
+      {"text", captioned(CanvasItem(id(1), TextContent{}, f, 0, false, {})), {{id(1), 22}}, f, {}},
       {"drawing overhangs by half its stroke",
-       withCaption(drawing({0, 0, 100, 100}, 10)),
+       captioned(drawing({0, 0, 100, 100}, 10)),
        {{id(1), 22}},
        {-5, -5, 110, 110},
        {}},
@@ -89,17 +81,10 @@ TEST(BoardLayout, WholeBoardIsTheBoundingBoxOfContentFrames) {
     const char* name;
     std::vector<CanvasItem> items;
     PageSize size;
-    Frame last;  // where the last item is placed
   } const rows[] = {
-      {"two corners", {image({0, 0, 10, 10}), image({90, 40, 10, 10})}, {100, 50}, {90, 40, 10, 10}},
-      {"negative coordinates",
-       {image({-50, -30, 20, 20}), image({-10, -10, 10, 10})},
-       {50, 30},
-       {40, 20, 10, 10}},
-      {"NaN after a number is ignored",
-       {image({10, 10, 10, 10}), image({kNaN, kNaN, 5, 5})},
-       {10, 10},
-       {kNaN, kNaN, 5, 5}},
+      // Entirely left of and above the origin, so that neither edge can start from 0.
+      {"negative coordinates", {image({-50, -30, 20, 20}), image({-20, -15, 10, 10})}, {40, 25}},
+      {"NaN after a number is ignored", {image({10, 10, 10, 10}), image({kNaN, kNaN, 5, 5})}, {10, 10}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -108,7 +93,6 @@ TEST(BoardLayout, WholeBoardIsTheBoundingBoxOfContentFrames) {
     EXPECT_EQ(layout.height, row.size.height);
     ASSERT_EQ(layout.items.size(), row.items.size());
     EXPECT_EQ(layout.items[0].frame, (Frame{0, 0, row.items[0].frame.width, row.items[0].frame.height}));
-    EXPECT_TRUE(same(layout.items.back().frame, row.last));
   }
   EXPECT_EQ(BoardLayout(std::vector<CanvasItem>{}, {}), BoardLayout());
 }
@@ -138,14 +122,12 @@ TEST(BoardLayout, RectangleKeepsWholeTheItemsThatStrictlyOverlapIt) {
   } const rows[] = {
       {"touches the right edge", image({100, 0, 10, 10}), page, {}},
       {"touches the top edge", image({0, -10, 10, 10}), page, {}},
-      {"crosses the right edge", image({99, 0, 10, 10}), page, Frame{99, 0, 10, 10}},
       {"crosses the top-left corner", image({-5, -5, 10, 10}), page, Frame{-5, -5, 10, 10}},
       {"moved origin", image({210, 310, 5, 5}), {200, 300, 50, 60}, Frame{10, 10, 5, 5}},
       {"caption reaches in", image({0, 0, 10, 10}, "A"), {0, 30, 10, 10}, Frame{0, -30, 10, 10}},
       {"caption ends on the edge", image({0, 0, 10, 10}, "A"), {0, 36, 10, 10}, {}},
       {"stroke overhang reaches in", drawing({100, 0, 10, 10}, 2), page, Frame{100, 0, 10, 10}},
       {"NaN x", image({kNaN, 0, 10, 10}), page, {}},
-      {"NaN stroke width", drawing({0, 0, 10, 10}, kNaN), page, {}},
       {"NaN bounds", image({0, 0, 10, 10}), {0, kNaN, 100, 100}, {}},
   };
   for (const Row& row : rows) {

