@@ -26,6 +26,9 @@ std::optional<Color> cgColor(std::string_view hex);
 // be drawn (missing or undecodable image, missing content, bad colour) is left out.
 void draw(const BoardLayout& layout, DrawingContext& context, const ImageMap& images,
           std::string_view backgroundHex);
+// The same over views of the images, so a caller holding the bundle copies no bytes.
+void draw(const BoardLayout& layout, DrawingContext& context, const ImageViewMap& images,
+          std::string_view backgroundHex);
 
 }  // namespace BoardCGRenderer
 

@@ -86,12 +86,26 @@ struct EmbeddedImage {
 // Item id to the bytes to show for that image item.
 using ImageMap = std::unordered_map<Uuid, EmbeddedImage>;
 
+// An image's bytes and MIME type, viewed where they lie; valid while their owner lives.
+struct EmbeddedImageView {
+  std::span<const std::uint8_t> data;
+  std::string_view mime;
+};
+
+// Item id to a view of the bytes to show for that image item.
+using ImageViewMap = std::unordered_map<Uuid, EmbeddedImageView>;
+
+// Views of every entry of images.
+ImageViewMap viewsOf(const ImageMap& images);
+
 namespace HTMLExporter {
 // For each image item naming both an image and a thumbnail: the full image's bytes, else the
 // thumbnail's, else no entry. The MIME type comes from the bytes when they are an accepted format,
 // else from the entry's file extension, else "application/octet-stream". A later item of the same
 // id replaces an earlier one.
 ImageMap fullResolutionImages(const BoardBundle& bundle);
+// The same pictures as views into the bundle, for callers that only read them: nothing is copied.
+ImageViewMap fullResolutionImageViews(const BoardBundle& bundle);
 }  // namespace HTMLExporter
 
 }  // namespace zorvi

@@ -28,10 +28,10 @@ void appendBoxStyle(std::string& out, const BoardLayout::PlacedItem& placed) {
   appendZIndex(out, placed.item.zIndex);
 }
 
-bool appendImage(std::string& out, const BoardLayout::PlacedItem& placed, const PictureMap& pictures) {
+bool appendImage(std::string& out, const BoardLayout::PlacedItem& placed, const ImageViewMap& pictures) {
   const auto found = pictures.find(placed.item.id);
   if (found == pictures.end()) return false;
-  const Picture& image = found->second;
+  const EmbeddedImageView& image = found->second;
   out += R"(      <div class="item" style=")";
   appendBoxStyle(out, placed);
   out += R"("><img src="data:)";
@@ -123,16 +123,6 @@ bool appendDrawing(std::string& out, const BoardLayout::PlacedItem& placed) {
   return true;
 }
 
-// Content decides; the entry's extension only names bytes in no accepted format.
-std::string_view mimeTypeOf(const Bytes& bytes, std::string_view path) {
-  if (const auto format = ImageFormatDetector::detect(bytes)) return mimeType(*format);
-  const std::string_view last = path.substr(path.rfind('/') + 1);
-  const auto dot = last.rfind('.');
-  const std::string_view extension = dot == std::string_view::npos ? std::string_view() : last.substr(dot + 1);
-  if (const auto format = imageFormatFromFileExtension(extension)) return mimeType(*format);
-  return "application/octet-stream";
-}
-
 std::string_view alignmentWord(const std::optional<CaptionAlignment>& alignment) {
   if (!alignment) return "left";
   switch (*alignment) {
@@ -144,27 +134,6 @@ std::string_view alignmentWord(const std::optional<CaptionAlignment>& alignment)
 }
 
 }  // namespace
-
-PictureMap picturesOf(const ImageMap& images) {
-  PictureMap pictures;
-  pictures.reserve(images.size());
-  for (const auto& [id, image] : images) pictures.emplace(id, Picture{image.data, image.mime});
-  return pictures;
-}
-
-PictureMap picturesOf(const BoardBundle& bundle) {
-  PictureMap pictures;
-  for (const CanvasItem& item : bundle.manifest.items) {
-    if (item.type != CanvasItem::Type::image || !item.image || !item.thumbnail) continue;
-    auto entry = bundle.images.find(*item.image);
-    if (entry == bundle.images.end()) {
-      entry = bundle.thumbnails.find(*item.thumbnail);
-      if (entry == bundle.thumbnails.end()) continue;
-    }
-    pictures.insert_or_assign(item.id, Picture{entry->second, mimeTypeOf(entry->second, entry->first)});
-  }
-  return pictures;
-}
 
 const std::string_view documentOpening =
     "<!DOCTYPE html>\n"
@@ -186,7 +155,7 @@ const std::string_view itemStyleSheet =
     "white-space: nowrap; overflow: hidden; text-overflow: ellipsis; }\n";
 
 bool appendRenderedElement(std::string& out, const BoardLayout::PlacedItem& placed,
-                           const PictureMap& pictures) {
+                           const ImageViewMap& pictures) {
   switch (placed.item.type) {
     case CanvasItem::Type::image: return appendImage(out, placed, pictures);
     case CanvasItem::Type::text: return appendText(out, placed);
@@ -249,7 +218,7 @@ bool appendCaptionElement(std::string& out, const BoardLayout::PlacedItem& place
   return true;
 }
 
-void appendItems(std::string& out, const BoardLayout& layout, const PictureMap& pictures,
+void appendItems(std::string& out, const BoardLayout& layout, const ImageViewMap& pictures,
                  std::string_view background, std::string_view captionColor) {
   for (const auto& placed : layout.items) {
     appendRenderedElement(out, placed, pictures);
@@ -258,7 +227,7 @@ void appendItems(std::string& out, const BoardLayout& layout, const PictureMap& 
   }
 }
 
-std::size_t estimatedItemsSize(const BoardLayout& layout, const PictureMap& pictures) {
+std::size_t estimatedItemsSize(const BoardLayout& layout, const ImageViewMap& pictures) {
   // Fixed markup of an item with title and caption stays well under 1 KiB; escaping rarely
   // grows text by more than a quarter; a drawing point takes at most ~24 bytes.
   std::size_t size = 0;
@@ -292,9 +261,9 @@ std::optional<std::string> element(Append&& append) {
 }  // namespace
 
 std::optional<std::string> renderedElement(const BoardLayout::PlacedItem& placed, const ImageMap& images) {
-  html::PictureMap picture;
+  ImageViewMap picture;
   if (const auto found = images.find(placed.item.id); found != images.end())
-    picture.emplace(found->first, html::Picture{found->second.data, found->second.mime});
+    picture.emplace(found->first, EmbeddedImageView{found->second.data, found->second.mime});
   return element([&](std::string& out) { return html::appendRenderedElement(out, placed, picture); });
 }
 

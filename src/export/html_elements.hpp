@@ -11,33 +11,19 @@
 
 namespace zorvi::html {
 
-// The bytes and MIME type of an item's picture, borrowed from a bundle or an image map, so a
-// board's pictures are encoded straight from where they lie instead of being copied first.
-struct Picture {
-  std::span<const std::uint8_t> data;
-  std::string_view mime;
-};
-using PictureMap = std::unordered_map<Uuid, Picture>;
-
-// Views of every entry of images.
-PictureMap picturesOf(const ImageMap& images);
-
-// The pictures HTMLExporter::fullResolutionImages(bundle) would give, as views into the bundle.
-PictureMap picturesOf(const BoardBundle& bundle);
-
 // Each appends the element and returns true, or appends nothing and returns false.
 bool appendRenderedElement(std::string& out, const BoardLayout::PlacedItem& placed,
-                           const PictureMap& pictures);
+                           const ImageViewMap& pictures);
 bool appendSectionTitleElement(std::string& out, const BoardLayout::PlacedItem& placed,
                                std::string_view background);
 bool appendCaptionElement(std::string& out, const BoardLayout::PlacedItem& placed, std::string_view color);
 
 // Every element of the layout's items in drawing order: item, section title, caption.
-void appendItems(std::string& out, const BoardLayout& layout, const PictureMap& pictures,
+void appendItems(std::string& out, const BoardLayout& layout, const ImageViewMap& pictures,
                  std::string_view background, std::string_view captionColor);
 
 // A generous guess of the bytes appendItems writes, so the document grows at most once or twice.
-std::size_t estimatedItemsSize(const BoardLayout& layout, const PictureMap& pictures);
+std::size_t estimatedItemsSize(const BoardLayout& layout, const ImageViewMap& pictures);
 
 // From "<!DOCTYPE html>" to the opening title tag, shared by both documents.
 extern const std::string_view documentOpening;

@@ -12,7 +12,7 @@ std::string contrastColor(std::string_view background) {
 
 namespace {
 
-std::string singlePage(const BoardBundle& bundle, const html::PictureMap& pictures,
+std::string singlePage(const BoardBundle& bundle, const ImageViewMap& pictures,
                        const CaptionHeights& captionHeights) {
   const Board& board = bundle.manifest.board;
   const BoardLayout layout(bundle.manifest.items, captionHeights);
@@ -48,11 +48,11 @@ std::string singlePage(const BoardBundle& bundle, const html::PictureMap& pictur
 }  // namespace
 
 std::string exportBoard(const BoardBundle& bundle, const CaptionHeights& captionHeights) {
-  return singlePage(bundle, html::picturesOf(bundle), captionHeights);
+  return singlePage(bundle, HTMLExporter::fullResolutionImageViews(bundle), captionHeights);
 }
 
 std::string exportBoard(const BoardBundle& bundle, const ImageMap& images, const CaptionHeights& captionHeights) {
-  return singlePage(bundle, html::picturesOf(images), captionHeights);
+  return singlePage(bundle, viewsOf(images), captionHeights);
 }
 
 

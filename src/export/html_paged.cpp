@@ -140,7 +140,7 @@ void appendCover(std::string& out, const PagedMetrics& m, const BoardHeader& hea
 }
 
 void appendSheet(std::string& out, const PagedMetrics& m, const Frame& tile, const BoardLayout& layout,
-                 const html::PictureMap& pictures, std::string_view background, std::string_view ink) {
+                 const ImageViewMap& pictures, std::string_view background, std::string_view ink) {
   const double w = tile.width, h = tile.height;
   const double s = w > 0 && h > 0 ? std::min(m.contentWidth / w, m.contentHeight / h) : 1.0;
   out += R"(      <div class="sheet" style="left:)";
@@ -168,7 +168,7 @@ std::string exportPaged(const BoardBundle& bundle, const ImageMap& images,
   const std::string_view pageBackground = html::validColorView(background).value_or("#FFFFFF");
   const std::string ink = contrastColor(background);
   const PagedMetrics m = pagedMetrics(pages, chrome);
-  const html::PictureMap pictures = html::picturesOf(images);
+  const ImageViewMap pictures = viewsOf(images);
   const bool active = chrome.isActive();
   const bool cover = chrome.includeCover && board.header && board.header->hasContent();
   const auto total = static_cast<std::int64_t>(pages.size()) + (cover ? 1 : 0);

@@ -21,8 +21,8 @@ std::string_view mimeTypeOf(std::span<const std::uint8_t> bytes, std::string_vie
 
 }  // namespace
 
-ImageMap fullResolutionImages(const BoardBundle& bundle) {
-  ImageMap images;
+ImageViewMap fullResolutionImageViews(const BoardBundle& bundle) {
+  ImageViewMap images;
   for (const CanvasItem& item : bundle.manifest.items) {
     if (item.type != CanvasItem::Type::image || !item.image || !item.thumbnail) continue;
     const Bytes* bytes = nullptr;
@@ -34,9 +34,28 @@ ImageMap fullResolutionImages(const BoardBundle& bundle) {
     } else {
       continue;
     }
-    images.insert_or_assign(item.id, EmbeddedImage{*bytes, std::string(mimeTypeOf(*bytes, *name))});
+    images.insert_or_assign(item.id, EmbeddedImageView{*bytes, mimeTypeOf(*bytes, *name)});
+  }
+  return images;
+}
+
+ImageMap fullResolutionImages(const BoardBundle& bundle) {
+  ImageMap images;
+  for (const auto& [id, view] : fullResolutionImageViews(bundle)) {
+    images.emplace(id, EmbeddedImage{Bytes(view.data.begin(), view.data.end()), std::string(view.mime)});
   }
   return images;
 }
 
 }  // namespace zorvi::HTMLExporter
+
+namespace zorvi {
+
+ImageViewMap viewsOf(const ImageMap& images) {
+  ImageViewMap views;
+  views.reserve(images.size());
+  for (const auto& [id, image] : images) views.emplace(id, EmbeddedImageView{image.data, image.mime});
+  return views;
+}
+
+}  // namespace zorvi

@@ -37,7 +37,7 @@ std::optional<Raster> render(const BoardBundle& bundle, double maxPixel) {
   return RasterCanvas::render(width, height, [&](DrawingContext& context) {
     context.fillRect({0, 0, static_cast<double>(width), static_cast<double>(height)}, {1, 1, 1, 1});
     context.scale(budget->scale, budget->scale);
-    BoardCGRenderer::draw(layout, context, HTMLExporter::fullResolutionImages(bundle),
+    BoardCGRenderer::draw(layout, context, HTMLExporter::fullResolutionImageViews(bundle),
                           bundle.manifest.board.canvas.backgroundColor);
   });
 }

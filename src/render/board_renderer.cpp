@@ -50,7 +50,7 @@ void drawWrapped(DrawingContext& context, std::string_view text, const Font& fon
 }
 
 bool drawImageItem(DrawingContext& context, const CanvasItem& item, const Rect& rect,
-                   const ImageMap& images) {
+                   const ImageViewMap& images) {
   const auto found = images.find(item.id);
   if (found == images.end()) return false;
   const Point ppu = context.pixelsPerUnit();
@@ -122,7 +122,7 @@ TextAlignment captionAlignment(const std::optional<CaptionAlignment>& alignment)
 }
 
 // False when the item is skipped entirely, which also drops its caption.
-bool drawItem(DrawingContext& context, const CanvasItem& item, const Rect& rect, const ImageMap& images,
+bool drawItem(DrawingContext& context, const CanvasItem& item, const Rect& rect, const ImageViewMap& images,
               std::string_view background) {
   switch (item.type) {
     case CanvasItem::Type::image:
@@ -181,6 +181,11 @@ std::optional<Color> cgColor(std::string_view hex) {
 }
 
 void draw(const BoardLayout& layout, DrawingContext& context, const ImageMap& images,
+          std::string_view backgroundHex) {
+  draw(layout, context, viewsOf(images), backgroundHex);
+}
+
+void draw(const BoardLayout& layout, DrawingContext& context, const ImageViewMap& images,
           std::string_view backgroundHex) {
   if (const auto background = cgColor(backgroundHex))
     context.fillRect({0, 0, std::max(layout.width, 1.0), std::max(layout.height, 1.0)}, *background);
