@@ -32,30 +32,26 @@ Frames framesOf(const std::vector<Frame>& list) {
 TEST(Arrangement, AlignReturnsOnlyTheFramesThatMove) {
   const std::vector<Frame> pair{{0, 5, 100, 20}, {200, 30, 50, 10}};
   // clang-format off
-  const std::tuple<const char*, std::vector<Frame>, Alignment, Frames> rows[] = {
-      {"none", {}, Alignment::left, {}},
-      {"one", {{3, 4, 5, 6}}, Alignment::right, {}},
-      {"left", {{10, 0, 20, 1}, {40, 7, 5, 1}}, Alignment::left, {{id(1), {10, 7, 5, 1}}}},
-      {"already left", {{10, 0, 20, 1}, {10, 7, 5, 1}}, Alignment::left, {}},
-      {"centre", pair, Alignment::horizontalCenter, {{id(0), {75, 5, 100, 20}}, {id(1), {100, 30, 50, 10}}}},
-      {"right", pair, Alignment::right, {{id(0), {150, 5, 100, 20}}}},
-      {"top", pair, Alignment::top, {{id(1), {200, 5, 50, 10}}}},
-      {"middle", pair, Alignment::verticalCenter, {{id(0), {0, 12.5, 100, 20}}, {id(1), {200, 17.5, 50, 10}}}},
-      {"bottom", pair, Alignment::bottom, {{id(0), {0, 20, 100, 20}}}},
+  const std::tuple<Alignment, Frames> rows[] = {
+      {Alignment::left, {{id(1), {0, 30, 50, 10}}}},
+      {Alignment::horizontalCenter, {{id(0), {75, 5, 100, 20}}, {id(1), {100, 30, 50, 10}}}},
+      {Alignment::right, {{id(0), {150, 5, 100, 20}}}},
+      {Alignment::top, {{id(1), {200, 5, 50, 10}}}},
+      {Alignment::verticalCenter, {{id(0), {0, 12.5, 100, 20}}, {id(1), {200, 17.5, 50, 10}}}},
+      {Alignment::bottom, {{id(0), {0, 20, 100, 20}}}},
   };
   // clang-format on
-  for (const auto& [name, frames, alignment, expected] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(Arrangement::align(framesOf(frames), alignment), expected);
+  for (const auto& [alignment, expected] : rows) {
+    SCOPED_TRACE(static_cast<int>(alignment));
+    EXPECT_EQ(Arrangement::align(framesOf(pair), alignment), expected);
   }
 }
 
 TEST(Arrangement, DistributeSpacesByLeadingEdge) {
   // clang-format off
   const std::tuple<const char*, std::vector<Frame>, Axis, Frames> rows[] = {
-      {"two", {{0, 0, 10, 10}, {50, 0, 10, 10}}, Axis::horizontal, {}},
-      {"even gaps", {{0, 0, 10, 10}, {20, 0, 10, 10}, {100, 0, 10, 10}}, Axis::horizontal, {{id(1), {50, 0, 10, 10}}}},
-      {"already even", {{0, 0, 10, 10}, {50, 0, 10, 10}, {100, 0, 10, 10}}, Axis::horizontal, {}},
+      // Two overlapping frames would otherwise abut.
+      {"two", {{0, 0, 60, 1}, {10, 0, 60, 1}}, Axis::horizontal, {}},
       {"sorted by leading edge", {{100, 3, 10, 10}, {0, 2, 10, 10}, {20, 1, 10, 10}}, Axis::horizontal, {{id(2), {50, 1, 10, 10}}}},
       {"vertical", {{5, 0, 10, 10}, {6, 20, 10, 10}, {7, 100, 10, 10}}, Axis::vertical, {{id(1), {6, 50, 10, 10}}}},
       {"zero gap keeps both ends", {{0, 0, 10, 1}, {5, 0, 10, 1}, {20, 0, 10, 1}}, Axis::horizontal, {{id(1), {10, 0, 10, 1}}}},

@@ -23,7 +23,6 @@ TEST(ItemGeometry, ResizeKeepsTheAspectRatio) {
   const Frame f{0, 0, 100, 50};
   // clang-format off
   const ResizeRow rows[] = {
-      {"bottom-right", f, ResizeCorner::bottomRight, {20, 10}, 1, 0, {0, 0, 120, 60}},
       {"zoom halves the delta", f, ResizeCorner::bottomRight, {20, 10}, 2, 0, {0, 0, 110, 55}},
       {"top-left", f, ResizeCorner::topLeft, {20, 10}, 1, 0, {20, 10, 80, 40}},
       {"top-right projects onto the diagonal", f, ResizeCorner::topRight, {20, -10}, 1, 0, {0, -10, 120, 60}},
@@ -48,10 +47,7 @@ TEST(ItemGeometry, ResizeFreeMovesEachDraggedEdgeOnItsOwn) {
   const Frame f{0, 0, 100, 50};
   // clang-format off
   const ResizeRow rows[] = {
-      {"bottom-right", f, ResizeCorner::bottomRight, {30, -10}, 1, 0, {0, 0, 130, 40}},
-      {"past the anchor stops at minSize", f, ResizeCorner::bottomRight, {-200, 0}, 1, 10, {0, 0, 10, 50}},
-      {"top-left", f, ResizeCorner::topLeft, {30, 10}, 1, 0, {30, 10, 70, 40}},
-      {"top-left past the anchor", f, ResizeCorner::topLeft, {300, 0}, 1, 10, {90, 0, 10, 50}},
+      {"past the anchor stops at minSize", f, ResizeCorner::topLeft, {300, 100}, 1, 10, {90, 40, 10, 10}},
       {"top-right at zoom 2", f, ResizeCorner::topRight, {30, 10}, 2, 0, {0, 5, 115, 45}},
       {"bottom-left", f, ResizeCorner::bottomLeft, {-10, 5}, 1, 0, {-10, 0, 110, 55}},
       {"zero width still resizes", {0, 0, 0, 50}, ResizeCorner::bottomRight, {20, 10}, 1, 1, {0, 0, 20, 60}},
@@ -69,7 +65,6 @@ TEST(DrawingGeometry, FrameAroundIsAtLeastOneUnitThick) {
   const std::tuple<const char*, std::vector<CanvasPoint>, Frame> rows[] = {
       {"none", {}, {0, 0, 0, 0}},
       {"one point", {{5, 7}}, {4.5, 6.5, 1, 1}},
-      {"horizontal stroke", {{0, 10}, {100, 10}}, {0, 9.5, 100, 1}},
       {"thin vertical stroke", {{3, 0}, {3.5, 20}, {3.25, 40}}, {2.75, 0, 1, 40}},
       {"exactly one unit is kept", {{0, 0}, {1, 2}}, {0, 0, 1, 2}},
   };
@@ -129,9 +124,8 @@ TEST(DrawingGeometry, SimplifiedKeepsTheEndsAndSpacedPoints) {
   const std::vector<CanvasPoint> stroke{{0, 0}, {0.5, 0}, {3, 0}, {3.2, 0}};
   // clang-format off
   const std::tuple<const char*, std::vector<CanvasPoint>, double, std::vector<CanvasPoint>> rows[] = {
-      {"two points", {{0, 0}, {0.1, 0}}, 1, {{0, 0}, {0.1, 0}}},
-      {"minDistance 0", stroke, 0, stroke},
-      {"negative minDistance", stroke, -1, stroke},
+      {"one point", {{1, 1}}, 1, {{1, 1}}},
+      {"NaN minDistance", stroke, NAN, stroke},
       {"last kept however close", stroke, 1, {{0, 0}, {3, 0}, {3.2, 0}}},
       {"measured from the last kept point", {{0, 0}, {0.6, 0}, {1.2, 0}, {1.8, 0}, {5, 0}}, 1, {{0, 0}, {1.2, 0}, {5, 0}}},
       {"exactly minDistance is kept", {{0, 0}, {3, 4}, {3, 4.5}}, 5, {{0, 0}, {3, 4}, {3, 4.5}}},
