@@ -23,7 +23,7 @@ struct ZipEntry {
   std::uint32_t externalAttributes = 0100644u << 16;  // Unix mode in the high half
   bool dataDescriptor = false;
   bool zip64 = false;
-  std::optional<std::size_t> sharesDataOf;  // the directory points at that earlier entry's data
+  std::optional<std::size_t> sharesDataOf;  // the directory points at that earlier entry's data and method
 };
 
 struct BuiltZip {
@@ -52,6 +52,7 @@ inline BuiltZip buildZip(const std::vector<ZipEntry>& entries) {
     const ZipEntry* entry;
     std::uint32_t crc;
     std::uint64_t size, compressedSize, offset;
+    std::uint16_t method;
   };
   Bytes out;
   auto put = [&](std::uint64_t v, int count) {
@@ -73,7 +74,7 @@ inline BuiltZip buildZip(const std::vector<ZipEntry>& entries) {
     const Bytes stored = e.method == 8 ? rawDeflate(e.data) : e.data;
     const auto crc = static_cast<std::uint32_t>(crc32(0, e.data.data(), static_cast<uInt>(e.data.size())));
     const std::uint64_t size = e.declaredSize.value_or(e.data.size());
-    central.push_back({&e, crc, size, stored.size(), out.size()});
+    central.push_back({&e, crc, size, stored.size(), out.size(), e.method});
     const bool later = e.dataDescriptor;
     put(0x04034b50, 4), put(e.zip64 ? 45 : 20, 2), put(flagsOf(e), 2), put(e.method, 2), put(0, 4);
     put(later ? 0 : crc, 4);
@@ -89,7 +90,7 @@ inline BuiltZip buildZip(const std::vector<ZipEntry>& entries) {
   for (const auto& c : central) {
     const ZipEntry& e = *c.entry;
     put(0x02014b50, 4), put(3 << 8 | (e.zip64 ? 45 : 20), 2), put(e.zip64 ? 45 : 20, 2), put(flagsOf(e), 2);
-    put(e.method, 2), put(0, 4), put(c.crc, 4);
+    put(c.method, 2), put(0, 4), put(c.crc, 4);
     put(e.zip64 ? 0xFFFFFFFF : c.compressedSize, 4), put(e.zip64 ? 0xFFFFFFFF : c.size, 4);
     put(e.name.size(), 2), put(e.zip64 ? 28 : 0, 2), put(0, 6), put(e.externalAttributes, 4);
     put(e.zip64 ? 0xFFFFFFFF : c.offset, 4), text(e.name);
