@@ -3,24 +3,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <vector>
 
+#include "support/board_files.hpp"
 #include "zorvi/drawing_context.hpp"
 
 namespace zorvi::testing {
 namespace {
-
-std::vector<std::uint8_t> readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void writeFile(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
-  std::ofstream out(path, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
 
 int channelDistance(std::uint32_t a, std::uint32_t b) {
   int worst = 0;
@@ -43,7 +32,6 @@ std::string compareWithGolden(const Raster& raster, const std::string& name, int
   }
   const std::filesystem::path outDir = std::filesystem::path(ZORVI_BINARY_DIR) / "golden-failures";
   const auto fail = [&](const std::string& why, const std::vector<std::uint8_t>* diff) {
-    std::filesystem::create_directories(outDir);
     writeFile(outDir / (name + ".actual.png"), actualPNG);
     if (diff != nullptr) writeFile(outDir / (name + ".diff.png"), *diff);
     return name + ": " + why + " (see " + (outDir / (name + ".actual.png")).string() + ")";

@@ -9,35 +9,14 @@
 namespace zorvi::testing {
 namespace {
 
-std::string_view faceName(FontFace face) {
-  switch (face) {
-    case FontFace::sans:
-      return "sans";
-    case FontFace::sansSemibold:
-      return "sansSemibold";
-    case FontFace::monospaceItalic:
-      return "monospaceItalic";
-  }
-  return "?";
-}
-
-std::string_view alignmentName(TextAlignment alignment) {
-  switch (alignment) {
-    case TextAlignment::left:
-      return "left";
-    case TextAlignment::center:
-      return "center";
-    case TextAlignment::right:
-      return "right";
-  }
-  return "?";
-}
-
 std::string rect(const Rect& r) {
   return number(r.x) + " " + number(r.y) + " " + number(r.width) + " " + number(r.height);
 }
 
-std::string font(const Font& f) { return std::string(faceName(f.face)) + " " + number(f.size); }
+std::string font(const Font& f) {
+  static constexpr const char* faces[] = {"sans", "sansSemibold", "monospaceItalic"};
+  return std::string(faces[static_cast<int>(f.face)]) + " " + number(f.size);
+}
 
 }  // namespace
 
@@ -50,47 +29,26 @@ std::string number(double value) {
 std::string hex(const Color& color) {
   static constexpr char digits[] = "0123456789ABCDEF";
   std::string out = "#";
-  const auto put = [&](double component) {
-    const auto byte = static_cast<int>(std::lround(std::clamp(component, 0.0, 1.0) * 255));
+  const int count = color.alpha == 1 ? 3 : 4;
+  const double components[] = {color.red, color.green, color.blue, color.alpha};
+  for (int i = 0; i < count; ++i) {
+    const auto byte = static_cast<int>(std::lround(std::clamp(components[i], 0.0, 1.0) * 255));
     out += digits[byte >> 4];
     out += digits[byte & 15];
-  };
-  put(color.red);
-  put(color.green);
-  put(color.blue);
-  if (color.alpha != 1) put(color.alpha);
+  }
   return out;
 }
 
 double FixedAdvanceMeasurer::wrappedHeight(std::string_view text, const Font& f, double width) const {
   if (text.empty()) return 0;
-  const double step = advance * f.size;
-  const auto perLine = std::max<std::size_t>(1, width > 0 ? static_cast<std::size_t>(width / step) : 1);
+  const auto perLine =
+      std::max<std::size_t>(1, width > 0 ? static_cast<std::size_t>(width / (advance * f.size)) : 1);
   std::size_t lines = 0;
-  std::size_t paragraphStart = 0;
-  while (paragraphStart <= text.size()) {
-    const std::size_t end = std::min(text.find('\n', paragraphStart), text.size());
-    const std::string_view paragraph = text.substr(paragraphStart, end - paragraphStart);
-    std::size_t used = 0;  // characters on the current line
-    ++lines;
-    std::size_t wordStart = 0;
-    while (wordStart <= paragraph.size()) {
-      const std::size_t wordEnd = std::min(paragraph.find(' ', wordStart), paragraph.size());
-      std::size_t word = unicode::graphemeCount(paragraph.substr(wordStart, wordEnd - wordStart));
-      const std::size_t needed = used == 0 ? word : used + 1 + word;
-      if (needed <= perLine) {
-        used = needed;
-      } else {
-        if (used > 0) ++lines;
-        while (word > perLine) {
-          word -= perLine;
-          ++lines;
-        }
-        used = word;
-      }
-      wordStart = wordEnd + 1;
-    }
-    paragraphStart = end + 1;
+  for (std::size_t start = 0; start <= text.size();) {
+    const std::size_t end = std::min(text.find('\n', start), text.size());
+    const std::size_t characters = unicode::graphemeCount(text.substr(start, end - start));
+    lines += std::max<std::size_t>(1, (characters + perLine - 1) / perLine);
+    start = end + 1;
   }
   return static_cast<double>(lines) * lineHeight * f.size;
 }
@@ -128,8 +86,7 @@ void RecordingContext::restore() {
 }
 
 void RecordingContext::scale(double sx, double sy) {
-  scales_.back().x *= sx;
-  scales_.back().y *= sy;
+  scales_.back() = {scales_.back().x * sx, scales_.back().y * sy};
   trace += "scale " + number(sx) + " " + number(sy) + "\n";
 }
 
@@ -144,8 +101,9 @@ void RecordingContext::drawImage(const Raster& raster, const Rect& r) {
 
 void RecordingContext::drawTextBox(std::string_view text, const Font& f, const Color& color,
                                    TextAlignment alignment, const Rect& box) {
+  static constexpr const char* alignments[] = {"left", "center", "right"};
   trace += "drawTextBox " + rect(box) + " " + font(f) + " " + hex(color) + " " +
-           std::string(alignmentName(alignment)) + " \"" + std::string(text) + "\"\n";
+           alignments[static_cast<int>(alignment)] + " \"" + std::string(text) + "\"\n";
 }
 
 void RecordingContext::drawTextLine(std::string_view text, const Font& f, const Color& color,

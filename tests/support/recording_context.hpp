@@ -10,8 +10,8 @@
 namespace zorvi::testing {
 
 // Every character (user-perceived) advances advance × size; lines are lineHeight × size apart; the
-// baseline sits ascent × size below a line's top. Words wrap greedily at spaces; a word wider than
-// the line breaks between characters.
+// baseline sits ascent × size below a line's top. Each line feed starts a line, and a paragraph wraps
+// between any two characters: word breaks are the real engine's concern, not the renderer's.
 class FixedAdvanceMeasurer final : public TextMeasurer {
  public:
   double advance = 0.5, lineHeight = 1.25, ascentRatio = 0.75;
