@@ -70,7 +70,6 @@ TEST(HTMLColours, AcceptOnlyHashAndThreeOrSixHexCharacters) {
       {"seven", "#1234567", std::nullopt},
       {"no hash", "1a1a1a", std::nullopt},
       {"not hex", "#ggg", std::nullopt},
-      {"empty", "", std::nullopt},
       {"full-width digits", "#\uFF10\uFF21\uFF46", "#\uFF10\uFF21\uFF46"},
       {"full-width beyond f", "#\uFF27\uFF10\uFF10", std::nullopt},
       {"combining mark makes a digit no digit", "#ab\u0301c", std::nullopt},
