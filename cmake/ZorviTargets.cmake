@@ -21,3 +21,20 @@ function(zorvi_install_library target)
     set_property(GLOBAL APPEND PROPERTY ZORVI_PC_PRIVATE ${ARG_PC_REQUIRES})
   endif()
 endfunction()
+
+# Sets var to the SONAME of lib<name>.so found in dirs (or the system's paths): the name a program opening
+# it at run time must ask for, as the unversioned .so link only exists where development files are
+# installed. Falls back to lib<name>.so when the SONAME can't be read.
+function(zorvi_codec_soname var name dirs)
+  set(soname "lib${name}.so")
+  find_library(ZORVI_${var}_FILE NAMES ${name} HINTS ${dirs})
+  if(ZORVI_${var}_FILE AND CMAKE_OBJDUMP)
+    execute_process(COMMAND ${CMAKE_OBJDUMP} -p ${ZORVI_${var}_FILE}
+                    OUTPUT_VARIABLE headers ERROR_QUIET RESULT_VARIABLE failed)
+    if(NOT failed AND headers MATCHES "SONAME +([^\n ]+)")
+      set(soname "${CMAKE_MATCH_1}")
+    endif()
+  endif()
+  message(STATUS "${name} is opened at run time as ${soname}")
+  set(${var} "${soname}" PARENT_SCOPE)
+endfunction()

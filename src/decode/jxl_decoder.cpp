@@ -3,10 +3,43 @@
 
 #include <jxl/decode.h>
 
+#include "decode/codec_library.hpp"
 #include "decode/codecs.hpp"
 
 namespace zorvi::decoding {
 namespace {
+
+struct Jxl {
+  decltype(&::JxlDecoderCreate) JxlDecoderCreate;
+  decltype(&::JxlDecoderDestroy) JxlDecoderDestroy;
+  decltype(&::JxlDecoderSubscribeEvents) JxlDecoderSubscribeEvents;
+  decltype(&::JxlDecoderSetInput) JxlDecoderSetInput;
+  decltype(&::JxlDecoderCloseInput) JxlDecoderCloseInput;
+  decltype(&::JxlDecoderProcessInput) JxlDecoderProcessInput;
+  decltype(&::JxlDecoderGetBasicInfo) JxlDecoderGetBasicInfo;
+  decltype(&::JxlDecoderSetUnpremultiplyAlpha) JxlDecoderSetUnpremultiplyAlpha;
+  decltype(&::JxlDecoderSetImageOutCallback) JxlDecoderSetImageOutCallback;
+};
+
+const Jxl* jxl() {
+  static const std::optional<Jxl> table = []() -> std::optional<Jxl> {
+    const CodecLibrary library(ZORVI_LIBJXL_SONAME);
+    Jxl t{};
+    if (ZORVI_BIND_CODEC(library, t, JxlDecoderCreate) &&
+        ZORVI_BIND_CODEC(library, t, JxlDecoderDestroy) &&
+        ZORVI_BIND_CODEC(library, t, JxlDecoderSubscribeEvents) &&
+        ZORVI_BIND_CODEC(library, t, JxlDecoderSetInput) &&
+        ZORVI_BIND_CODEC(library, t, JxlDecoderCloseInput) &&
+        ZORVI_BIND_CODEC(library, t, JxlDecoderProcessInput) &&
+        ZORVI_BIND_CODEC(library, t, JxlDecoderGetBasicInfo) &&
+        ZORVI_BIND_CODEC(library, t, JxlDecoderSetUnpremultiplyAlpha) &&
+        ZORVI_BIND_CODEC(library, t, JxlDecoderSetImageOutCallback)) {
+      return t;
+    }
+    return std::nullopt;
+  }();
+  return table ? &*table : nullptr;
+}
 
 // Every event we wait for comes within a few calls once all input is there; more means a stuck decoder.
 constexpr int maxDecoderSteps = 64;
@@ -23,27 +56,29 @@ void onPixels(void* reducer, std::size_t x, std::size_t y, std::size_t count, co
 }  // namespace
 
 std::optional<Raster> decodeJxl(ByteSpan bytes, Target target) {
-  std::unique_ptr<JxlDecoder, decltype(&JxlDecoderDestroy)> decoder(JxlDecoderCreate(nullptr),
-                                                                    JxlDecoderDestroy);
+  const Jxl* lib = jxl();
+  if (!lib) return std::nullopt;
+  std::unique_ptr<JxlDecoder, decltype(&::JxlDecoderDestroy)> decoder(lib->JxlDecoderCreate(nullptr),
+                                                                      lib->JxlDecoderDestroy);
   if (!decoder) return std::nullopt;
   JxlDecoder* dec = decoder.get();
-  if (JxlDecoderSubscribeEvents(dec, JXL_DEC_BASIC_INFO | JXL_DEC_FULL_IMAGE) != JXL_DEC_SUCCESS ||
-      JxlDecoderSetInput(dec, bytes.data(), bytes.size()) != JXL_DEC_SUCCESS) {
+  if (lib->JxlDecoderSubscribeEvents(dec, JXL_DEC_BASIC_INFO | JXL_DEC_FULL_IMAGE) != JXL_DEC_SUCCESS ||
+      lib->JxlDecoderSetInput(dec, bytes.data(), bytes.size()) != JXL_DEC_SUCCESS) {
     return std::nullopt;
   }
-  JxlDecoderCloseInput(dec);
+  lib->JxlDecoderCloseInput(dec);
   const JxlPixelFormat format{4, JXL_TYPE_UINT8, JXL_NATIVE_ENDIAN, 0};
   std::optional<BoxReducer> reducer;
   for (int step = 0; step < maxDecoderSteps; ++step) {
-    switch (JxlDecoderProcessInput(dec)) {
+    switch (lib->JxlDecoderProcessInput(dec)) {
       case JXL_DEC_BASIC_INFO: {
         JxlBasicInfo info{};
-        if (JxlDecoderGetBasicInfo(dec, &info) != JXL_DEC_SUCCESS ||
+        if (lib->JxlDecoderGetBasicInfo(dec, &info) != JXL_DEC_SUCCESS ||
             !fitsFullDecode(info.xsize, info.ysize)) {
           return std::nullopt;
         }
         // Straight alpha out, whatever the file stores.
-        if (info.alpha_premultiplied && JxlDecoderSetUnpremultiplyAlpha(dec, JXL_TRUE) != JXL_DEC_SUCCESS) {
+        if (info.alpha_premultiplied && lib->JxlDecoderSetUnpremultiplyAlpha(dec, JXL_TRUE) != JXL_DEC_SUCCESS) {
           return std::nullopt;
         }
         const bool turned = info.orientation >= JXL_ORIENT_TRANSPOSE;
@@ -54,7 +89,7 @@ std::optional<Raster> decodeJxl(ByteSpan bytes, Target target) {
         break;
       }
       case JXL_DEC_NEED_IMAGE_OUT_BUFFER:
-        if (!reducer || JxlDecoderSetImageOutCallback(dec, &format, onPixels, &*reducer) != JXL_DEC_SUCCESS) {
+        if (!reducer || lib->JxlDecoderSetImageOutCallback(dec, &format, onPixels, &*reducer) != JXL_DEC_SUCCESS) {
           return std::nullopt;
         }
         break;

@@ -7,10 +7,53 @@
 
 #include <gdk-pixbuf/gdk-pixbuf.h>
 
+#include "decode/codec_library.hpp"
 #include "decode/codecs.hpp"
 
 namespace zorvi::decoding {
 namespace {
+
+struct Pixbuf {
+  decltype(&::gdk_pixbuf_get_width) gdk_pixbuf_get_width;
+  decltype(&::gdk_pixbuf_get_height) gdk_pixbuf_get_height;
+  decltype(&::gdk_pixbuf_get_n_channels) gdk_pixbuf_get_n_channels;
+  decltype(&::gdk_pixbuf_get_rowstride) gdk_pixbuf_get_rowstride;
+  decltype(&::gdk_pixbuf_get_has_alpha) gdk_pixbuf_get_has_alpha;
+  decltype(&::gdk_pixbuf_get_colorspace) gdk_pixbuf_get_colorspace;
+  decltype(&::gdk_pixbuf_get_bits_per_sample) gdk_pixbuf_get_bits_per_sample;
+  decltype(&::gdk_pixbuf_read_pixels) gdk_pixbuf_read_pixels;
+  decltype(&::gdk_pixbuf_loader_new_with_type) gdk_pixbuf_loader_new_with_type;
+  decltype(&::gdk_pixbuf_loader_write) gdk_pixbuf_loader_write;
+  decltype(&::gdk_pixbuf_loader_close) gdk_pixbuf_loader_close;
+  decltype(&::gdk_pixbuf_loader_get_pixbuf) gdk_pixbuf_loader_get_pixbuf;
+  decltype(&::g_object_unref) g_object_unref;
+  decltype(&::g_clear_error) g_clear_error;
+};
+
+const Pixbuf* gdkPixbuf() {
+  static const std::optional<Pixbuf> table = []() -> std::optional<Pixbuf> {
+    const CodecLibrary library(ZORVI_GDK_PIXBUF_SONAME);
+    Pixbuf t{};
+    if (ZORVI_BIND_CODEC(library, t, gdk_pixbuf_get_width) &&
+        ZORVI_BIND_CODEC(library, t, gdk_pixbuf_get_height) &&
+        ZORVI_BIND_CODEC(library, t, gdk_pixbuf_get_n_channels) &&
+        ZORVI_BIND_CODEC(library, t, gdk_pixbuf_get_rowstride) &&
+        ZORVI_BIND_CODEC(library, t, gdk_pixbuf_get_has_alpha) &&
+        ZORVI_BIND_CODEC(library, t, gdk_pixbuf_get_colorspace) &&
+        ZORVI_BIND_CODEC(library, t, gdk_pixbuf_get_bits_per_sample) &&
+        ZORVI_BIND_CODEC(library, t, gdk_pixbuf_read_pixels) &&
+        ZORVI_BIND_CODEC(library, t, gdk_pixbuf_loader_new_with_type) &&
+        ZORVI_BIND_CODEC(library, t, gdk_pixbuf_loader_write) &&
+        ZORVI_BIND_CODEC(library, t, gdk_pixbuf_loader_close) &&
+        ZORVI_BIND_CODEC(library, t, gdk_pixbuf_loader_get_pixbuf) &&
+        ZORVI_BIND_CODEC(library, t, g_object_unref) &&
+        ZORVI_BIND_CODEC(library, t, g_clear_error)) {
+      return t;
+    }
+    return std::nullopt;
+  }();
+  return table ? &*table : nullptr;
+}
 
 std::uint32_t read16(ByteSpan b, std::size_t at, bool bigEndian) {
   return bigEndian ? std::uint32_t{b[at]} << 8 | b[at + 1] : std::uint32_t{b[at + 1]} << 8 | b[at];
@@ -121,18 +164,18 @@ const char* loaderName(PixbufFormat format) {
 
 // Feeds the pixbuf's rows straight into the reduced raster. libtiff hands gdk-pixbuf premultiplied
 // pixels, which it passes on as they are; the other loaders give straight alpha.
-std::optional<Raster> reduce(const GdkPixbuf* pixbuf, bool premultiplied, Target target) {
-  const int width = gdk_pixbuf_get_width(pixbuf), height = gdk_pixbuf_get_height(pixbuf);
-  const int channels = gdk_pixbuf_get_n_channels(pixbuf), stride = gdk_pixbuf_get_rowstride(pixbuf);
-  const bool alpha = gdk_pixbuf_get_has_alpha(pixbuf);
-  if (gdk_pixbuf_get_colorspace(pixbuf) != GDK_COLORSPACE_RGB ||
-      gdk_pixbuf_get_bits_per_sample(pixbuf) != 8 || channels != (alpha ? 4 : 3) ||
+std::optional<Raster> reduce(const Pixbuf* lib, const GdkPixbuf* pixbuf, bool premultiplied, Target target) {
+  const int width = lib->gdk_pixbuf_get_width(pixbuf), height = lib->gdk_pixbuf_get_height(pixbuf);
+  const int channels = lib->gdk_pixbuf_get_n_channels(pixbuf), stride = lib->gdk_pixbuf_get_rowstride(pixbuf);
+  const bool alpha = lib->gdk_pixbuf_get_has_alpha(pixbuf);
+  if (lib->gdk_pixbuf_get_colorspace(pixbuf) != GDK_COLORSPACE_RGB ||
+      lib->gdk_pixbuf_get_bits_per_sample(pixbuf) != 8 || channels != (alpha ? 4 : 3) ||
       !fitsFullDecode(width, height) || stride < width * channels) {
     return std::nullopt;
   }
   auto reducer = BoxReducer::make(planReduction(width, height, target), true);
   if (!reducer) return std::nullopt;
-  const guint8* pixels = gdk_pixbuf_read_pixels(pixbuf);
+  const guint8* pixels = lib->gdk_pixbuf_read_pixels(pixbuf);
   std::vector<std::uint8_t> rgba(alpha ? 0 : static_cast<std::size_t>(width) * 4, 255);
   for (int y = 0; y < height; ++y) {
     const guint8* row = pixels + static_cast<std::size_t>(y) * static_cast<std::size_t>(stride);
@@ -177,24 +220,26 @@ std::optional<Raster> decodeWithPixbuf(ByteSpan bytes, PixbufFormat format, Targ
     bytes = firstFrameOnly;
   }
 
+  const Pixbuf* lib = gdkPixbuf();
+  if (!lib) return std::nullopt;
   GError* error = nullptr;
-  GdkPixbufLoader* loader = gdk_pixbuf_loader_new_with_type(loaderName(format), &error);
+  GdkPixbufLoader* loader = lib->gdk_pixbuf_loader_new_with_type(loaderName(format), &error);
   if (!loader) {
-    g_clear_error(&error);
+    lib->g_clear_error(&error);
     return std::nullopt;
   }
-  const bool written = gdk_pixbuf_loader_write(loader, bytes.data(), bytes.size(), &error);
-  g_clear_error(&error);
+  const bool written = lib->gdk_pixbuf_loader_write(loader, bytes.data(), bytes.size(), &error);
+  lib->g_clear_error(&error);
   // Closing is required even after a failed write; its error reports a truncated file.
-  const bool closed = gdk_pixbuf_loader_close(loader, &error);
-  g_clear_error(&error);
+  const bool closed = lib->gdk_pixbuf_loader_close(loader, &error);
+  lib->g_clear_error(&error);
   std::optional<Raster> raster;
   if (written && closed) {
-    if (const GdkPixbuf* pixbuf = gdk_pixbuf_loader_get_pixbuf(loader)) {
-      raster = reduce(pixbuf, format == PixbufFormat::tiff, target);
+    if (const GdkPixbuf* pixbuf = lib->gdk_pixbuf_loader_get_pixbuf(loader)) {
+      raster = reduce(lib, pixbuf, format == PixbufFormat::tiff, target);
     }
   }
-  g_object_unref(loader);
+  lib->g_object_unref(loader);
   return raster;
 }
 

@@ -1,0 +1,68 @@
+// The thumbnailer's start-up time is mostly the dynamic loader's, so the heavy codecs must stay out of a
+// process until an image of theirs is decoded. This program holds one test on purpose: it watches its own
+// address space, which any earlier decode in the same process would spoil.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "support/image_files.hpp"
+#include "zorvi/image_decoder.hpp"
+
+namespace zorvi {
+namespace {
+
+using testing::ByteVector;
+
+// The file names, as mapped, of the libraries opened only on demand.
+const std::vector<std::string> heavyLibraries = {"/libavif.so", "/libheif.so", "/libjxl.so",
+                                                 "/libgdk_pixbuf-2.0.so"};
+
+std::vector<std::string> mappedHeavyLibraries() {
+  std::ifstream maps("/proc/self/maps");
+  std::vector<std::string> found;
+  for (std::string line; std::getline(maps, line);) {
+    for (const std::string& name : heavyLibraries) {
+      if (line.find(name) != std::string::npos && std::find(found.begin(), found.end(), name) == found.end())
+        found.push_back(name);
+    }
+  }
+  std::sort(found.begin(), found.end());
+  return found;
+}
+
+bool decodes(const ByteVector& bytes) { return ImageDecoder::decode(bytes, 8, 8).has_value(); }
+
+TEST(CodecLoading, HeavyCodecsLoadOnlyWhenTheirFormatIsDecoded) {
+  testing::ScratchDirectory scratch;
+  ByteVector rgba;
+  for (int i = 0; i < 16 * 16; ++i) rgba.insert(rgba.end(), {0xC0, 0x40, 0x20, 0xFF});
+  const ByteVector png = testing::rgbaPng(16, 16, rgba);
+  std::ofstream(scratch.path() / "p.png", std::ios::binary)
+      .write(reinterpret_cast<const char*>(png.data()), static_cast<std::streamsize>(png.size()));
+  const std::string in = "cd " + scratch.path().string() + " && ";
+  for (const char* command : {"convert p.png p.jpg", "cwebp -quiet p.png -o p.webp", "avifenc p.png p.avif",
+                              "heif-enc p.png -o p.heic", "cjxl p.png p.jxl", "convert p.png p.gif"}) {
+    ASSERT_TRUE(testing::run(in + command)) << command;
+  }
+  const auto file = [&](const char* name) { return testing::readFile(scratch.path() / name); };
+
+  EXPECT_EQ(mappedHeavyLibraries(), std::vector<std::string>{}) << "linked at start-up";
+  ASSERT_TRUE(decodes(file("p.jpg")));
+  ASSERT_TRUE(decodes(png));
+  ASSERT_TRUE(decodes(file("p.webp")));
+  EXPECT_EQ(mappedHeavyLibraries(), std::vector<std::string>{}) << "loaded by a common format";
+
+  ASSERT_TRUE(decodes(file("p.avif")));
+  EXPECT_EQ(mappedHeavyLibraries(), std::vector<std::string>{"/libavif.so"});
+  ASSERT_TRUE(decodes(file("p.heic")));
+  ASSERT_TRUE(decodes(file("p.jxl")));
+  ASSERT_TRUE(decodes(file("p.gif")));
+  EXPECT_EQ(mappedHeavyLibraries(),
+            (std::vector<std::string>{"/libavif.so", "/libgdk_pixbuf-2.0.so", "/libheif.so", "/libjxl.so"}));
+}
+
+}  // namespace
+}  // namespace zorvi
