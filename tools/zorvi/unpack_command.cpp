@@ -62,7 +62,8 @@ class FolderWriter {
   }
 
   void write(const std::vector<std::string>& components, std::span<const std::uint8_t> bytes) {
-    const fs::path shown = root_ / components.back();
+    fs::path shown = root_;
+    for (const auto& component : components) shown /= component;
     Descriptor folder(::dup(rootFd_.get()));
     for (std::size_t i = 0; i + 1 < components.size(); ++i) {
       const char* name = components[i].c_str();
