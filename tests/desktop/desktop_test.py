@@ -295,7 +295,7 @@ def part_exec(build_dir, source_dir, sanitized):
         if sanitized:
             # fontconfig keeps its configuration until exit on purpose; only that is not a leak of ours.
             prefix.env["LSAN_OPTIONS"] = "print_suppressions=0:suppressions=" + os.path.join(
-                source_dir, "tests", "data", "lsan.supp")
+                source_dir, "tests", "lsan.supp")
         entry = prefix.thumbnailer()
         check(shutil.which(entry.get("TryExec", ""), path=prefix.env["PATH"]) is not None,
               f"TryExec {entry.get('TryExec')!r} is not found on the installed PATH")
