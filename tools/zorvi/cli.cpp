@@ -1,11 +1,13 @@
 #include "cli.hpp"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <new>
+#include <system_error>
 
 #include "zorvi/board_archive.hpp"
 #include "zorvi/manifest_coding.hpp"
@@ -107,6 +109,26 @@ int reportingFailures(const std::filesystem::path& path, const std::function<voi
 
 bool printOut(std::string_view text) {
   return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+}
+
+std::vector<std::uint8_t> readWholeFile(const std::filesystem::path& path) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) throw std::filesystem::filesystem_error("cannot read", path, std::error_code(errno, std::generic_category()));
+  std::vector<std::uint8_t> bytes;
+  std::uint8_t chunk[65536];
+  for (;;) {
+    const ssize_t got = ::read(fd, chunk, sizeof chunk);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) {
+      const std::error_code error(errno, std::generic_category());
+      ::close(fd);
+      throw std::filesystem::filesystem_error("cannot read", path, error);
+    }
+    if (got == 0) break;
+    bytes.insert(bytes.end(), chunk, chunk + got);
+  }
+  ::close(fd);
+  return bytes;
 }
 
 }  // namespace zorvi::cli

@@ -3,6 +3,7 @@
 
 #include <charconv>
 #include <concepts>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -63,5 +64,8 @@ std::string decimal(T value) {
 
 // Writes all of `text` to standard output; false when it could not (a closed pipe, a full disk).
 bool printOut(std::string_view text);
+
+// The whole file's bytes; throws std::filesystem::filesystem_error when it can't be read.
+std::vector<std::uint8_t> readWholeFile(const std::filesystem::path& path);
 
 }  // namespace zorvi::cli

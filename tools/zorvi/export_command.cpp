@@ -1,9 +1,3 @@
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <system_error>
-
 #include "commands.hpp"
 #include "output_file.hpp"
 #include "zorvi/board_archive.hpp"
@@ -17,26 +11,6 @@ namespace zorvi::cli {
 namespace {
 
 namespace fs = std::filesystem;
-
-Bytes readWholeFile(const fs::path& path) {
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) throw fs::filesystem_error("cannot read", path, std::error_code(errno, std::generic_category()));
-  Bytes bytes;
-  std::uint8_t chunk[65536];
-  for (;;) {
-    const ssize_t got = ::read(fd, chunk, sizeof chunk);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) {
-      const std::error_code error(errno, std::generic_category());
-      ::close(fd);
-      throw fs::filesystem_error("cannot read", path, error);
-    }
-    if (got == 0) break;
-    bytes.insert(bytes.end(), chunk, chunk + got);
-  }
-  ::close(fd);
-  return bytes;
-}
 
 // Captions are measured as the browser sets them: the caption font at its size, wrapped in the
 // caption's width (the image's), at the style sheet's line height of 1.15.
