@@ -3,7 +3,6 @@
 #include "export/html_text.hpp"
 
 namespace zorvi::html {
-namespace {
 
 void appendBoxPosition(std::string& out, const Frame& f) {
   out += "left:";
@@ -13,6 +12,8 @@ void appendBoxPosition(std::string& out, const Frame& f) {
   out += "px;width:";
   appendNumber(out, f.width);
 }
+
+namespace {
 
 void appendZIndex(std::string& out, std::int64_t zIndex) {
   out += "z-index:";
@@ -126,9 +127,12 @@ bool appendDrawing(std::string& out, const BoardLayout::PlacedItem& placed) {
 std::string_view alignmentWord(const std::optional<CaptionAlignment>& alignment) {
   if (!alignment) return "left";
   switch (*alignment) {
-    case CaptionAlignment::center: return "center";
-    case CaptionAlignment::trailing: return "right";
-    case CaptionAlignment::leading: break;
+    case CaptionAlignment::center:
+      return "center";
+    case CaptionAlignment::trailing:
+      return "right";
+    case CaptionAlignment::leading:
+      break;
   }
   return "left";
 }
@@ -151,16 +155,21 @@ const std::string_view itemStyleSheet =
     "    .item.drawing { overflow: visible; }\n"
     "    .item.drawing svg { display: block; width: 100%; height: 100%; overflow: visible; }\n"
     "    .item.caption { font-family: ui-monospace, SFMono-Regular, Menlo, monospace; }\n"
-    "    .item.title { font-family: -apple-system, system-ui, sans-serif; font-weight: 600; line-height: 1.15; "
+    "    .item.title { font-family: -apple-system, system-ui, sans-serif; font-weight: 600; line-height: "
+    "1.15; "
     "white-space: nowrap; overflow: hidden; text-overflow: ellipsis; }\n";
 
 bool appendRenderedElement(std::string& out, const BoardLayout::PlacedItem& placed,
                            const ImageViewMap& pictures) {
   switch (placed.item.type) {
-    case CanvasItem::Type::image: return appendImage(out, placed, pictures);
-    case CanvasItem::Type::text: return appendText(out, placed);
-    case CanvasItem::Type::shape: return appendShape(out, placed);
-    case CanvasItem::Type::drawing: return appendDrawing(out, placed);
+    case CanvasItem::Type::image:
+      return appendImage(out, placed, pictures);
+    case CanvasItem::Type::text:
+      return appendText(out, placed);
+    case CanvasItem::Type::shape:
+      return appendShape(out, placed);
+    case CanvasItem::Type::drawing:
+      return appendDrawing(out, placed);
   }
   return false;
 }
@@ -173,12 +182,8 @@ bool appendSectionTitleElement(std::string& out, const BoardLayout::PlacedItem& 
   const Frame& f = placed.frame;
   const double inset = SectionTitleStyle::inset;
   if (!(f.width - 2 * inset > 0)) return false;
-  out += R"(      <div class="item title" style="left:)";
-  appendNumber(out, f.x + inset);
-  out += "px;top:";
-  appendNumber(out, f.y + inset);
-  out += "px;width:";
-  appendNumber(out, f.width - 2 * inset);
+  out += R"(      <div class="item title" style=")";
+  appendBoxPosition(out, {f.x + inset, f.y + inset, f.width - 2 * inset, 0});
   out += "px;";
   appendZIndex(out, item.zIndex);
   out += "font-size:";
@@ -196,12 +201,8 @@ bool appendCaptionElement(std::string& out, const BoardLayout::PlacedItem& place
   const CanvasItem& item = placed.item;
   if (!placed.captionFrame || !item.caption || item.caption->empty()) return false;
   const Frame& f = *placed.captionFrame;
-  out += R"(      <div class="item caption" style="left:)";
-  appendNumber(out, f.x);
-  out += "px;top:";
-  appendNumber(out, f.y);
-  out += "px;width:";
-  appendNumber(out, f.width);
+  out += R"(      <div class="item caption" style=")";
+  appendBoxPosition(out, f);
   out += "px;min-height:";
   appendNumber(out, f.height);
   out += "px;";
@@ -267,7 +268,8 @@ std::optional<std::string> renderedElement(const BoardLayout::PlacedItem& placed
   return element([&](std::string& out) { return html::appendRenderedElement(out, placed, picture); });
 }
 
-std::optional<std::string> sectionTitleElement(const BoardLayout::PlacedItem& placed, std::string_view background) {
+std::optional<std::string> sectionTitleElement(const BoardLayout::PlacedItem& placed,
+                                               std::string_view background) {
   return element([&](std::string& out) { return html::appendSectionTitleElement(out, placed, background); });
 }
 

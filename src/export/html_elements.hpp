@@ -11,6 +11,9 @@
 
 namespace zorvi::html {
 
+// "left:X px;top:Y px;width:W" of a frame, the unit of the width left for the caller to write.
+void appendBoxPosition(std::string& out, const Frame& f);
+
 // Each appends the element and returns true, or appends nothing and returns false.
 bool appendRenderedElement(std::string& out, const BoardLayout::PlacedItem& placed,
                            const ImageViewMap& pictures);

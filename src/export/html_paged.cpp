@@ -52,14 +52,10 @@ void appendLogo(std::string& out, const EmbeddedImage& logo) {
   out += "\" alt=\"\">";
 }
 
-void appendFooter(std::string& out, const PagedMetrics& m, const PageExportChrome& chrome, std::string_view ink,
-                  std::int64_t page, std::int64_t total) {
-  out += R"(      <div class="footer" style="left:)";
-  html::appendNumber(out, m.margin);
-  out += "px;top:";
-  html::appendNumber(out, m.footerTop);
-  out += "px;width:";
-  html::appendNumber(out, m.contentWidth);
+void appendFooter(std::string& out, const PagedMetrics& m, const PageExportChrome& chrome,
+                  std::string_view ink, std::int64_t page, std::int64_t total) {
+  out += R"(      <div class="footer" style=")";
+  html::appendBoxPosition(out, {m.margin, m.footerTop, m.contentWidth, m.footer});
   out += "px;height:";
   html::appendNumber(out, m.footer);
   out += "px;font-size:";
@@ -89,12 +85,8 @@ void appendCoverRule(std::string& out, double gap) {
 void appendCover(std::string& out, const PagedMetrics& m, const BoardHeader& header,
                  const PageExportChrome& chrome, std::string_view ink) {
   const double gap = worldUnits(PageChromeLayout::coverLineGapPt);
-  out += R"(      <div class="cover" style="left:)";
-  html::appendNumber(out, m.margin);
-  out += "px;top:";
-  html::appendNumber(out, m.margin);
-  out += "px;width:";
-  html::appendNumber(out, m.contentWidth);
+  out += R"(      <div class="cover" style=")";
+  html::appendBoxPosition(out, {m.margin, m.margin, m.contentWidth, m.contentHeight});
   out += "px;height:";
   html::appendNumber(out, m.contentHeight);
   out += "px;color:";
@@ -143,12 +135,9 @@ void appendSheet(std::string& out, const PagedMetrics& m, const Frame& tile, con
                  const ImageViewMap& pictures, std::string_view background, std::string_view ink) {
   const double w = tile.width, h = tile.height;
   const double s = w > 0 && h > 0 ? std::min(m.contentWidth / w, m.contentHeight / h) : 1.0;
-  out += R"(      <div class="sheet" style="left:)";
-  html::appendNumber(out, m.margin + (m.contentWidth - w * s) * 0.5);
-  out += "px;top:";
-  html::appendNumber(out, m.margin + (m.contentHeight - h * s) * 0.5);
-  out += "px;width:";
-  html::appendNumber(out, w);
+  out += R"(      <div class="sheet" style=")";
+  html::appendBoxPosition(
+      out, {m.margin + (m.contentWidth - w * s) * 0.5, m.margin + (m.contentHeight - h * s) * 0.5, w, h});
   out += "px;height:";
   html::appendNumber(out, h);
   out += "px;transform:scale(";
@@ -206,7 +195,8 @@ std::string exportPaged(const BoardBundle& bundle, const ImageMap& images,
       "    .cover { position: absolute; font-family: -apple-system, system-ui, sans-serif; }\n"
       "    .cover .cv-title { font-weight: 700; line-height: 1.1; }\n"
       "    .cover .cv-meta { border-collapse: collapse; }\n"
-      "    .cover .cv-meta .cv-k { opacity: 0.6; padding-right: 14px; vertical-align: top; white-space: nowrap; }\n"
+      "    .cover .cv-meta .cv-k { opacity: 0.6; padding-right: 14px; vertical-align: top; white-space: "
+      "nowrap; }\n"
       "    .cover .cv-meta .cv-v { vertical-align: top; }\n"
       "    .cover .cv-rule { border-top: 1px solid currentColor; opacity: 0.6; }\n"
       "    .cover .cv-notes { white-space: pre-wrap; line-height: 1.3; }\n"
