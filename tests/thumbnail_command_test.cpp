@@ -22,9 +22,8 @@ std::string contents(const fs::path& file) {
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-// Runs the built command with args, stdout discarded; its exit status and stderr.
-std::pair<int, std::string> runZorvi(const std::vector<std::string>& args) {
-  const fs::path errors = fs::path(ZORVI_BINARY_DIR) / "thumbnail_command_test.stderr";
+// Runs the built command with args, stdout discarded and stderr caught in `errors`; its exit status and stderr.
+std::pair<int, std::string> runZorvi(const std::vector<std::string>& args, const fs::path& errors) {
   std::string command = "'" ZORVI_BINARY_DIR "/tools/zorvi/zorvi' thumbnail";
   for (const auto& arg : args) command += " '" + arg + "'";
   const int raw = std::system((command + " >/dev/null 2>'" + errors.string() + "'").c_str());
@@ -44,8 +43,14 @@ std::pair<std::uint32_t, std::uint32_t> pngSize(const fs::path& file) {
 
 class ThumbnailCommand : public ::testing::Test {
  protected:
-  fs::path dir = fs::path(ZORVI_BINARY_DIR) / "thumbnail_command_test";
+  // One folder a test, since ctest runs them side by side.
+  fs::path dir = fs::path(ZORVI_BINARY_DIR) / "thumbnail_command_test" /
+                 ::testing::UnitTest::GetInstance()->current_test_info()->name();
   std::string out = (dir / "out.png").string();
+
+  std::pair<int, std::string> runZorvi(const std::vector<std::string>& args) const {
+    return zorvi::runZorvi(args, dir.parent_path() / (dir.filename().string() + ".stderr"));
+  }
 
   void SetUp() override {
     fs::remove_all(dir);
