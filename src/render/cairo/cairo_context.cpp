@@ -7,7 +7,7 @@
 #include <limits>
 #include <memory>
 
-#include "render/cairo/pango_text.hpp"
+#include "render/text/text_engine.hpp"
 
 namespace zorvi {
 namespace {
@@ -28,18 +28,6 @@ class Scoped {
  private:
   cairo_t* cr_;
 };
-
-pango::Alignment pangoAlignment(TextAlignment alignment) {
-  switch (alignment) {
-    case TextAlignment::center:
-      return pango::Alignment::center;
-    case TextAlignment::right:
-      return pango::Alignment::right;
-    case TextAlignment::left:
-      break;
-  }
-  return pango::Alignment::left;
-}
 
 }  // namespace
 
@@ -141,28 +129,26 @@ void CairoContext::drawImage(const Raster& raster, const Rect& rect) {
 void CairoContext::drawTextBox(std::string_view text, const Font& font, const Color& color,
                                TextAlignment alignment, const Rect& box) {
   if (!finite(box) || !(box.width > 0)) return;
-  const pango::LayoutPtr layout = pango::wrappedLayout(text, font, box.width, pangoAlignment(alignment));
+  const text::Engine* engine = text::engine();
+  if (engine == nullptr) return;
   Scoped scoped(cr_);
   // Text reads top-down: flip locally about the box's top edge.
   cairo_translate(cr_, box.x, box.maxY());
   cairo_scale(cr_, 1, -1);
   setColor(cr_, color);
-  cairo_move_to(cr_, 0, 0);
-  pango_cairo_show_layout(cr_, layout.get());
+  engine->showWrapped(cr_, text, font, box.width, alignment);
 }
 
 void CairoContext::drawTextLine(std::string_view text, const Font& font, const Color& color,
                                 const Point& origin, std::optional<double> truncateWidth) {
   if (!finite(origin.x) || !finite(origin.y)) return;
-  const pango::LayoutPtr layout = pango::lineLayout(text, font, truncateWidth);
-  PangoLayoutLine* line = pango_layout_get_line_readonly(layout.get(), 0);
-  if (line == nullptr) return;
+  const text::Engine* engine = text::engine();
+  if (engine == nullptr) return;
   Scoped scoped(cr_);
   cairo_translate(cr_, origin.x, origin.y);
   cairo_scale(cr_, 1, -1);
   setColor(cr_, color);
-  cairo_move_to(cr_, 0, 0);
-  pango_cairo_show_layout_line(cr_, line);
+  engine->showLine(cr_, text, font, truncateWidth);
 }
 
 const TextMeasurer& CairoContext::measurer() const { return TextMeasure::engine(); }

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string_view>
 
+#include "zorvi/drawing_context.hpp"
 #include "zorvi/text_measure.hpp"
 
 namespace zorvi::pango {
@@ -16,10 +17,8 @@ struct GObjectUnref {
 };
 using LayoutPtr = std::unique_ptr<PangoLayout, GObjectUnref>;
 
-enum class Alignment { left, center, right };
-
 // Text wrapped within width (words, then characters), drawn from its top-left corner.
-LayoutPtr wrappedLayout(std::string_view text, const Font& font, double width, Alignment alignment);
+LayoutPtr wrappedLayout(std::string_view text, const Font& font, double width, TextAlignment alignment);
 
 // Text as one line; when truncateWidth is given, cut at its end with "…" to fit that width.
 LayoutPtr lineLayout(std::string_view text, const Font& font, std::optional<double> truncateWidth);

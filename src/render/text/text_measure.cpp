@@ -1,21 +1,24 @@
 #include "zorvi/text_measure.hpp"
 
-#include "render/cairo/pango_text.hpp"
+#include "render/text/text_engine.hpp"
 
 namespace zorvi {
 namespace {
 
+// Without an engine nothing is set, so nothing takes room.
 class EngineMeasurer final : public TextMeasurer {
  public:
   double wrappedHeight(std::string_view text, const Font& font, double width) const override {
-    if (text.empty()) return 0;
-    return pango::height(pango::wrappedLayout(text, font, width, pango::Alignment::left).get());
+    const text::Engine* engine = text::engine();
+    return engine ? engine->wrappedHeight(text, font, width) : 0;
   }
   double lineWidth(std::string_view text, const Font& font) const override {
-    return pango::width(pango::lineLayout(text, font, std::nullopt).get());
+    const text::Engine* engine = text::engine();
+    return engine ? engine->lineWidth(text, font) : 0;
   }
   double ascent(std::string_view text, const Font& font) const override {
-    return pango::ascent(pango::lineLayout(text, font, std::nullopt).get());
+    const text::Engine* engine = text::engine();
+    return engine ? engine->ascent(text, font) : 0;
   }
 };
 
@@ -29,11 +32,8 @@ const TextMeasurer& engine() {
 }
 
 std::size_t wrappedLineCount(std::string_view text, double width, const Font& font) {
-  if (text.empty()) return 0;
-  const pango::LayoutPtr layout = pango::wrappedLayout(text, font, width, pango::Alignment::left);
-  const auto lines = static_cast<std::size_t>(pango_layout_get_line_count(layout.get()));
-  // A browser shows no empty line after a final line feed; Pango opens one.
-  return text.back() == '\n' && lines > 1 ? lines - 1 : lines;
+  const text::Engine* engine = text::engine();
+  return engine ? engine->wrappedLineCount(text, font, width) : 0;
 }
 
 double wrappedTextHeight(std::string_view text, double width, const Font& font, double lineHeight) {

@@ -1,4 +1,4 @@
-#include "render/cairo/pango_text.hpp"
+#include "render/text/pango_text.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -121,19 +121,19 @@ LayoutPtr makeLayout(std::string_view fullText, const Font& font) {
 
 }  // namespace
 
-LayoutPtr wrappedLayout(std::string_view text, const Font& font, double width, Alignment alignment) {
+LayoutPtr wrappedLayout(std::string_view text, const Font& font, double width, TextAlignment alignment) {
   LayoutPtr layout = makeLayout(text, font);
   pango_layout_set_wrap(layout.get(), PANGO_WRAP_WORD_CHAR);
   // Pango reads a width of -1 as "no wrapping"; a box without width still wraps at every chance.
   pango_layout_set_width(layout.get(), std::max(pangoUnits(width), 1));
   switch (alignment) {
-    case Alignment::left:
+    case TextAlignment::left:
       pango_layout_set_alignment(layout.get(), PANGO_ALIGN_LEFT);
       break;
-    case Alignment::center:
+    case TextAlignment::center:
       pango_layout_set_alignment(layout.get(), PANGO_ALIGN_CENTER);
       break;
-    case Alignment::right:
+    case TextAlignment::right:
       pango_layout_set_alignment(layout.get(), PANGO_ALIGN_RIGHT);
       break;
   }
