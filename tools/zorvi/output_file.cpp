@@ -41,8 +41,9 @@ namespace {
 
 void writeFileAtomically(const std::filesystem::path& path, const std::function<void(OutputSink&)>& produce) {
   const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
+  // The dot goes in last: "." + string trips a false -Wrestrict alarm in GCC 12.
   const std::filesystem::path temporary =
-      folder / ("." + path.filename().string() + "." + Uuid::generate().string() + ".tmp");
+      folder / (path.filename().string() + "." + Uuid::generate().string() + ".tmp").insert(0, 1, '.');
   const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   if (fd < 0) raise(errno, "cannot create the output file", path);
 
