@@ -180,7 +180,8 @@ TEST_F(ImageDecoderFiles, ReducesWhileDecodingButNeverBelowTheTarget) {
   };
   const Row rows[] = {
       {"big.jpg", 300, 200, 500, 375},      // 1/8: the smallest eighth covering 300 × 200
-      {"big.jpg", 501, 375, 1000, 750},     // 1/8 is one pixel short, 2/8 covers it
+      {"big.jpg", 501, 375, 1000, 375},     // 1/8 is one pixel short, 2/8 covers it, rows then halved
+      {"big.jpg", 100, 100, 100, 125},      // below 1/8, box factors 5 × 3 take over
       {"big.jpg", 1200, 900, 1500, 1125},   // 3/8
       {"big.jpg", 4000, 3000, 4000, 3000},  // no reduction
       {"photo.jpg", 9000, 9000, 400, 300},  // a small source keeps its size

@@ -6,6 +6,9 @@
 #include <cstdio>  // jpeglib.h needs FILE
 #include <cstring>
 #include <new>
+#include <optional>
+#include <span>
+#include <vector>
 
 #include <jerror.h>
 #include <jpeglib.h>
@@ -60,8 +63,8 @@ void chooseScale(jpeg_decompress_struct& cinfo, Target target) {
 }
 
 // CMYK as Adobe writes it is stored inverted; plain CMYK is not.
-void cmykToArgb(Raster& raster, bool inverted) {
-  for (std::uint32_t& pixel : raster.pixels) {
+void cmykToArgb(std::span<std::uint32_t> pixels, bool inverted) {
+  for (std::uint32_t& pixel : pixels) {
     std::uint8_t cmyk[4];
     std::memcpy(cmyk, &pixel, 4);
     std::uint32_t channel[4];
@@ -71,16 +74,46 @@ void cmykToArgb(Raster& raster, bool inverted) {
   }
 }
 
+// Where decoded rows go: straight into the raster when the DCT scale already meets the target, else
+// one at a time through a row buffer into the box reducer, so the scaled image is never held whole.
+struct Output {
+  Raster raster;
+  std::optional<BoxReducer> reducer;
+  std::vector<std::uint32_t> row;
+};
+
 // Kept out of run() so that no object with a destructor lives in the frame a long jump unwinds.
-bool allocateInto(Raster& raster, std::int32_t width, std::int32_t height) {
-  auto allocated = allocateRaster(width, height);
-  if (!allocated) return false;
-  raster = std::move(*allocated);
+bool prepare(Output& output, std::int32_t width, std::int32_t height, Target target) {
+  const ReductionPlan plan = planReduction(width, height, target);
+  if (plan.factorX == 1 && plan.factorY == 1) {
+    auto allocated = allocateRaster(width, height);
+    if (!allocated) return false;
+    output.raster = std::move(*allocated);
+    return true;
+  }
+  output.reducer = BoxReducer::make(plan, true);
+  if (!output.reducer) return false;
+  try {
+    output.row.resize(static_cast<std::size_t>(width));
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
   return true;
 }
 
+std::uint32_t* rowFor(Output& output, JDIMENSION y) {
+  if (output.reducer) return output.row.data();
+  return output.raster.pixels.data() + std::size_t{y} * static_cast<std::size_t>(output.raster.width);
+}
+
+void finishRow(Output& output, JDIMENSION y, JDIMENSION width, bool cmyk, bool inverted) {
+  std::uint32_t* row = rowFor(output, y);
+  if (cmyk) cmykToArgb({row, width}, inverted);
+  if (output.reducer) output.reducer->addPremultipliedRow(static_cast<std::int32_t>(y), row);
+}
+
 bool run(jpeg_decompress_struct& cinfo, ErrorManager& errors, jpeg_progress_mgr& progress, ByteSpan bytes,
-         Target target, Raster& raster) {
+         Target target, Output& output) {
   if (setjmp(errors.jump)) return false;
   jpeg_create_decompress(&cinfo);
   cinfo.mem->max_memory_to_use = maxCodecMemory;
@@ -99,17 +132,17 @@ bool run(jpeg_decompress_struct& cinfo, ErrorManager& errors, jpeg_progress_mgr&
   chooseScale(cinfo, target);
   if (!jpeg_start_decompress(&cinfo) || cinfo.output_components != 4) return false;
 
-  if (!allocateInto(raster, static_cast<std::int32_t>(cinfo.output_width),
-                    static_cast<std::int32_t>(cinfo.output_height))) {
+  if (!prepare(output, static_cast<std::int32_t>(cinfo.output_width), static_cast<std::int32_t>(cinfo.output_height),
+               target)) {
     return false;
   }
   while (cinfo.output_scanline < cinfo.output_height) {
-    JSAMPROW row = reinterpret_cast<JSAMPROW>(raster.pixels.data() +
-                                              std::size_t{cinfo.output_scanline} * cinfo.output_width);
+    const JDIMENSION y = cinfo.output_scanline;
+    JSAMPROW row = reinterpret_cast<JSAMPROW>(rowFor(output, y));
     if (jpeg_read_scanlines(&cinfo, &row, 1) != 1) return false;
+    finishRow(output, y, cinfo.output_width, cmyk, cinfo.saw_Adobe_marker);
   }
   jpeg_finish_decompress(&cinfo);
-  if (cmyk) cmykToArgb(raster, cinfo.saw_Adobe_marker);
   return true;
 }
 
@@ -123,16 +156,16 @@ std::optional<Raster> decodeJpeg(ByteSpan bytes, Target target) {
   errors.base.emit_message = onMessage;
   jpeg_progress_mgr progress{};
   progress.progress_monitor = onProgress;
-  Raster raster;
+  Output output;
   bool decoded = false;
   try {
-    decoded = run(cinfo, errors, progress, bytes, target, raster);
+    decoded = run(cinfo, errors, progress, bytes, target, output);
   } catch (const std::bad_alloc&) {
     decoded = false;
   }
   jpeg_destroy_decompress(&cinfo);
   if (!decoded) return std::nullopt;
-  return raster;
+  return output.reducer ? output.reducer->finish() : std::move(output.raster);
 }
 
 }  // namespace zorvi::decoding
