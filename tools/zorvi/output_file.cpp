@@ -39,7 +39,8 @@ namespace {
 
 }  // namespace
 
-void writeFileAtomically(const std::filesystem::path& path, const std::function<void(OutputSink&)>& produce) {
+void writeFileAtomically(const std::filesystem::path& path, const std::function<void(OutputSink&)>& produce,
+                         Flush flush) {
   const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
   // The dot goes in last: "." + string trips a false -Wrestrict alarm in GCC 12.
   const std::filesystem::path temporary =
@@ -58,13 +59,14 @@ void writeFileAtomically(const std::filesystem::path& path, const std::function<
     throw;
   }
   // Without the fsync a crash after the rename could leave an empty file under the output's name.
-  if (error == 0 && ::fsync(fd) != 0) error = errno;
+  if (flush == Flush::toDisk && error == 0 && ::fsync(fd) != 0) error = errno;
   if (::close(fd) != 0 && error == 0) error = errno;
   if (error == 0 && ::rename(temporary.c_str(), path.c_str()) != 0) error = errno;
   if (error != 0) {
     ::unlink(temporary.c_str());
     raise(error, "cannot write the output file", path);
   }
+  if (flush == Flush::none) return;
   const int folderFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (folderFd >= 0) {
     ::fsync(folderFd);  // best effort: the file is already complete under its name
@@ -72,12 +74,12 @@ void writeFileAtomically(const std::filesystem::path& path, const std::function<
   }
 }
 
-void writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes) {
-  writeFileAtomically(path, [&](OutputSink& sink) { sink.write(bytes); });
+void writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes, Flush flush) {
+  writeFileAtomically(path, [&](OutputSink& sink) { sink.write(bytes); }, flush);
 }
 
-void writeFileAtomically(const std::filesystem::path& path, std::string_view text) {
-  writeFileAtomically(path, [&](OutputSink& sink) { sink.write(text); });
+void writeFileAtomically(const std::filesystem::path& path, std::string_view text, Flush flush) {
+  writeFileAtomically(path, [&](OutputSink& sink) { sink.write(text); }, flush);
 }
 
 }  // namespace zorvi::cli

@@ -1,4 +1,4 @@
-// Output files that are either untouched or complete: never half-written, even after a crash.
+// Output files that every reader sees either untouched or complete; flushed to disk, also after a crash.
 #pragma once
 
 #include <cstdint>
@@ -26,12 +26,20 @@ class OutputSink {
   int error_ = 0;
 };
 
-// Replaces `path` with what `produce` writes: into a hidden temporary file beside it, flushed to disk,
-// renamed over `path`, and the folder flushed. On any failure, also an exception from `produce`, the
-// temporary file is removed and `path` keeps its old content. Throws std::filesystem::filesystem_error
-// for the file's own failures and lets the producer's exceptions through.
-void writeFileAtomically(const std::filesystem::path& path, const std::function<void(OutputSink&)>& produce);
-void writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes);
-void writeFileAtomically(const std::filesystem::path& path, std::string_view text);
+// How far a finished output is pushed before it replaces the old one.
+enum class Flush {
+  toDisk,  // file and folder synced: the output survives a power cut
+  none,    // whole for every reader, but a power cut may lose it: for cache entries made again on demand
+};
+
+// Replaces `path` with what `produce` writes: into a hidden temporary file beside it, flushed as asked,
+// renamed over `path`. On any failure, also an exception from `produce`, the temporary file is removed
+// and `path` keeps its old content. Throws std::filesystem::filesystem_error for the file's own
+// failures and lets the producer's exceptions through.
+void writeFileAtomically(const std::filesystem::path& path, const std::function<void(OutputSink&)>& produce,
+                         Flush flush = Flush::toDisk);
+void writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes,
+                         Flush flush = Flush::toDisk);
+void writeFileAtomically(const std::filesystem::path& path, std::string_view text, Flush flush = Flush::toDisk);
 
 }  // namespace zorvi::cli

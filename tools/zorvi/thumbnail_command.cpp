@@ -205,7 +205,9 @@ int runThumbnail(const Arguments& arguments) {
         picture ? RasterCanvas::encodePNG(*picture) : std::vector<std::uint8_t>{};
     if (png.empty()) return report(board, "memory limit reached", exitLimitReached);
     const HoldLimitSignals hold;
-    return reportingFailures(output, [&] { writeFileAtomically(output, png); });
+    // A thumbnail is a cache entry, made by the hundred when a folder opens: the rename keeps it whole
+    // for its reader, and one lost to a power cut is simply made again. A disk flush each is not worth it.
+    return reportingFailures(output, [&] { writeFileAtomically(output, png, Flush::none); });
   } catch (const std::bad_alloc&) {
     return report(board, "memory limit reached", exitLimitReached);
   }
