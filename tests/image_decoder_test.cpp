@@ -300,6 +300,32 @@ TEST(ImageDecoder, AveragesPremultipliedPixelsWhenReducing) {
   EXPECT_EQ(pixelAt(*raster, 1, 0), 0xFF008080u);  // blue and green mixed half and half
 }
 
+// Whole rows take a faster path than the strided passes of interlaced images; both must average alike.
+TEST(ImageDecoder, WholeRowsAndStridedPassesReduceAlike) {
+  constexpr std::int32_t width = 37, height = 11;
+  std::vector<std::uint8_t> rgba(std::size_t{width} * height * 4);
+  std::uint32_t state = 7;
+  for (std::size_t i = 0; i < rgba.size(); ++i) {
+    state = state * 1664525u + 1013904223u;
+    rgba[i] = static_cast<std::uint8_t>(state >> 24);
+  }
+  for (std::size_t i = 3; i < rgba.size(); i += 12) rgba[i] = 255;  // opaque, transparent and partial alpha
+  for (std::size_t i = 7; i < rgba.size(); i += 12) rgba[i] = 0;
+  for (const auto alpha : {decoding::BoxReducer::Alpha::straight, decoding::BoxReducer::Alpha::premultiplied}) {
+    const auto plan = decoding::planReduction(width, height, {10, 4});
+    auto whole = decoding::BoxReducer::make(plan, true);
+    auto strided = decoding::BoxReducer::make(plan, false);
+    ASSERT_TRUE(whole && strided);
+    for (std::int32_t y = 0; y < height; ++y) {
+      const std::uint8_t* row = rgba.data() + std::size_t{width} * 4 * static_cast<std::size_t>(y);
+      whole->addRgba(y, 0, 1, width, row, alpha);
+      strided->addRgba(y, 1, 2, width / 2, row + 4, alpha);
+      strided->addRgba(y, 0, 2, (width + 1) / 2, row, alpha);
+    }
+    EXPECT_TRUE(whole->finish() == strided->finish());
+  }
+}
+
 TEST(ImageDecoder, PlansTheLargestBoxThatKeepsTheTarget) {
   struct Row {
     std::int32_t sourceWidth, sourceHeight, targetWidth, targetHeight;

@@ -87,12 +87,40 @@ std::uint32_t* BoxReducer::sumsFor(std::int32_t y) {
   return sums_.data();
 }
 
+namespace {
+
+// A channel's premultiplied share of a pixel that is neither opaque nor transparent.
+std::uint32_t weighted(std::uint32_t c, std::uint32_t a, BoxReducer::Alpha alpha) {
+  // Premultiplied input keeps every channel within alpha, as ARGB32 requires, whatever the source holds.
+  return alpha == BoxReducer::Alpha::straight ? premultiply(c, a) : std::min(c, a);
+}
+
+}  // namespace
+
 void BoxReducer::addRgba(std::int32_t y, std::int32_t x, std::int32_t xStep, std::int32_t count,
                          const std::uint8_t* first, Alpha alpha) {
   if (y < 0 || y >= plan_.sourceHeight || x < 0 || xStep <= 0 || count <= 0) return;
   count = std::min<std::int32_t>(count, (plan_.sourceWidth - 1 - x) / xStep + 1);
   std::uint32_t* sums = sumsFor(y);
   const std::uint8_t* p = first;
+  if (xStep == 1) {
+    // Whole rows, the common case: box by box with the sums in registers.
+    const std::int32_t end = x + count;
+    for (std::uint32_t* s = sums + columnOf_[static_cast<std::size_t>(x)]; x < end; s += 4) {
+      const std::int32_t boxEnd = std::min(end, (x / plan_.factorX + 1) * plan_.factorX);
+      std::uint32_t a = 0, r = 0, g = 0, b = 0;
+      for (; x < boxEnd; ++x, p += 4) {
+        const std::uint32_t pa = p[3];
+        if (pa == 255) {
+          a += 255, r += p[0], g += p[1], b += p[2];
+        } else if (pa != 0) {
+          a += pa, r += weighted(p[0], pa, alpha), g += weighted(p[1], pa, alpha), b += weighted(p[2], pa, alpha);
+        }
+      }
+      s[0] += a, s[1] += r, s[2] += g, s[3] += b;
+    }
+    return;
+  }
   for (std::int32_t i = 0; i < count; ++i, x += xStep, p += static_cast<std::size_t>(xStep) * 4) {
     const std::uint32_t a = p[3];
     if (a == 0) continue;  // premultiplied, a transparent pixel adds nothing
@@ -102,15 +130,10 @@ void BoxReducer::addRgba(std::int32_t y, std::int32_t x, std::int32_t xStep, std
       s[1] += p[0];
       s[2] += p[1];
       s[3] += p[2];
-    } else if (alpha == Alpha::straight) {
-      s[1] += premultiply(p[0], a);
-      s[2] += premultiply(p[1], a);
-      s[3] += premultiply(p[2], a);
     } else {
-      // Keep every channel within alpha, as ARGB32 requires, whatever the source holds.
-      s[1] += std::min<std::uint32_t>(p[0], a);
-      s[2] += std::min<std::uint32_t>(p[1], a);
-      s[3] += std::min<std::uint32_t>(p[2], a);
+      s[1] += weighted(p[0], a, alpha);
+      s[2] += weighted(p[1], a, alpha);
+      s[3] += weighted(p[2], a, alpha);
     }
   }
 }
