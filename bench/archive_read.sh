@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 build=build/release
-if [ ! -x "$build/tools/zorvi/zorvi" ] || [ ! -x "$build/bench/archive_bench" ]; then
+if [ ! -x "$build/bin/zorvi" ] || [ ! -x "$build/bench/archive_bench" ]; then
   cmake --preset release > /dev/null
   cmake --build --preset release --target zorvi archive_bench
 fi
@@ -20,7 +20,7 @@ cat > "$work/board/manifest.json" << 'JSON'
 JSON
 for i in $(seq 1 50); do head -c 2097152 /dev/urandom > "$work/board/images/$i.jpg"; done
 board="$work/heavy.zorvi"
-"$build/tools/zorvi/zorvi" pack "$work/board" "$board"
+"$build/bin/zorvi" pack "$work/board" "$board"
 bytes=$((50 * 2097152))
 
 # Prints the fastest of five runs of the command, in nanoseconds.
@@ -36,7 +36,7 @@ fastest() {
 }
 
 cat "$board" > /dev/null
-ours=$(fastest "$build/tools/zorvi/zorvi" info "$board")
+ours=$(fastest "$build/bin/zorvi" info "$board")
 theirs=$(fastest unzip -p "$board")
 rate() { awk -v b="$bytes" -v ns="$1" 'BEGIN { printf "%.0f MB/s (%.1f ms)", b / ns * 1000, ns / 1e6 }'; }
 echo "board: $(stat -c %s "$board") bytes, $bytes of them image data"

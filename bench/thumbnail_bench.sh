@@ -24,7 +24,7 @@ die() { echo "thumbnail_bench: $*" >&2; exit 1; }
 
 floor=$build/bench/decode_floor
 [ -x "$floor" ] || die "$floor is missing: build the release preset"
-zorvi=${ZORVI:-$(find "$build/tools" -type f -name zorvi -perm -u+x 2>/dev/null | head -n 1)}
+zorvi=${ZORVI:-$build/bin/zorvi}
 for tool in vipsthumbnail gdk-pixbuf-thumbnailer python3; do
   command -v "$tool" >/dev/null || die "$tool is not installed (bash scripts/setup.sh)"
 done
@@ -86,7 +86,7 @@ verdict() {  # ratio, "<=" or ">=", target
 }
 
 if [ -z "$zorvi" ] || ! "$zorvi" thumbnail "$work/tiny.zorvi" "$out/probe.png" --size "$size" 2>/dev/null; then
-  echo "note: no working 'zorvi thumbnail' under $build/tools; its columns read n/a" >&2
+  echo "note: no working 'zorvi thumbnail' at $zorvi; its columns read n/a" >&2
   zorvi=""
 fi
 

@@ -13,5 +13,8 @@ get_property(zorvi_pc_libs GLOBAL PROPERTY ZORVI_PC_LIBS)
 get_property(zorvi_pc_private GLOBAL PROPERTY ZORVI_PC_PRIVATE)
 list(JOIN zorvi_pc_libs " " ZORVI_PC_LIBS)
 list(JOIN zorvi_pc_private ", " ZORVI_PC_PRIVATE)
+# Relative to the .pc file, so an installation can be moved or made with cmake --install --prefix.
+file(RELATIVE_PATH ZORVI_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" ZORVI_PC_TO_PREFIX "${ZORVI_PC_TO_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/zorvi.pc.in ${PROJECT_BINARY_DIR}/zorvi.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zorvi.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

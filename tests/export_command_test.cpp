@@ -26,7 +26,7 @@ class ExportCommand : public ::testing::Test {
   // The exit status and stderr of `zorvi export ARGUMENTS`.
   std::pair<int, std::string> zorvi(const std::string& arguments) {
     const fs::path err = scratch.path / "stderr";
-    const int status = testing::shell(quoted(fs::path(ZORVI_BINARY_DIR) / "tools/zorvi/zorvi") + " export " +
+    const int status = testing::shell(quoted(ZORVI_COMMAND) + " export " +
                                       arguments + " > /dev/null 2> " + quoted(err));
     return {status, readText(err)};
   }

@@ -24,7 +24,7 @@ std::string contents(const fs::path& file) {
 
 // Runs the built command with args, stdout discarded and stderr caught in `errors`; its exit status and stderr.
 std::pair<int, std::string> runZorvi(const std::vector<std::string>& args, const fs::path& errors) {
-  std::string command = "'" ZORVI_BINARY_DIR "/tools/zorvi/zorvi' thumbnail";
+  std::string command = "'" ZORVI_COMMAND "' thumbnail";
   for (const auto& arg : args) command += " '" + arg + "'";
   const int raw = std::system((command + " >/dev/null 2>'" + errors.string() + "'").c_str());
   return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, contents(errors)};

@@ -23,7 +23,7 @@ class UpdateCheckCommand : public ::testing::Test {
   Outcome run(const std::string& arguments, const std::string& feed = "") {
     testing::writeFile(folder.path / "feed.json", feed);
     const int status = testing::shell("cd " + quoted(folder.path) + " && " +
-                                      quoted(fs::path(ZORVI_BINARY_DIR) / "tools/zorvi/zorvi") +
+                                      quoted(ZORVI_COMMAND) +
                                       " update-check " + arguments + " > stdout 2> stderr");
     return {status, readText(folder.path / "stdout"), readText(folder.path / "stderr")};
   }

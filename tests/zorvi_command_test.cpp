@@ -23,7 +23,7 @@ class ZorviCommand : public ::testing::Test {
   Outcome zorvi(const std::string& arguments) {
     const fs::path out = scratch.path / "stdout", err = scratch.path / "stderr";
     const int status =
-        testing::shell(testing::quoted(fs::path(ZORVI_BINARY_DIR) / "tools/zorvi/zorvi") + " " + arguments +
+        testing::shell(testing::quoted(ZORVI_COMMAND) + " " + arguments +
                        " > " + testing::quoted(out) + " 2> " + testing::quoted(err));
     return {status, readText(out), readText(err)};
   }

@@ -48,7 +48,7 @@ TEST(ZorviInfo, ListsEachImageItemsFormatAndMissingEntries) {
   BoardArchive::write(bundle, folder.path / "board.zorvi");
 
   const auto out = folder.path / "out.txt", err = folder.path / "err.txt";
-  const int status = testing::shell(quoted(std::filesystem::path(ZORVI_BINARY_DIR) / "tools/zorvi/zorvi") +
+  const int status = testing::shell(quoted(ZORVI_COMMAND) +
                                     " info " + quoted(folder.path / "board.zorvi") + " > " + quoted(out) + " 2> " +
                                     quoted(err));
   EXPECT_EQ(status, 0);

@@ -9,27 +9,30 @@ namespace zorvi::text {
 namespace {
 
 #ifndef ZORVI_TEXT_BUILTIN
-// The module sits in zorvi/ beside the library holding this code, in the build tree as once installed.
-std::string modulePath() {
+// The module's path from the folder of the file holding this code: a library in the library folder, or
+// a command in the programs folder that carries the library's objects.
+std::string besideThisCode(const char* relative) {
   Dl_info info{};
   std::string path;
-  if (::dladdr(reinterpret_cast<void*>(&modulePath), &info) != 0 && info.dli_fname != nullptr) {
+  if (::dladdr(reinterpret_cast<void*>(&besideThisCode), &info) != 0 && info.dli_fname != nullptr) {
     path = info.dli_fname;
     path.erase(path.find_last_of('/') + 1);
   }
-  return path + "zorvi/" ZORVI_TEXT_MODULE;
+  return path + relative;
 }
 
 const Engine* load() {
-  const std::string path = modulePath();
-  // RTLD_NOW: a module with a missing dependency fails here rather than in the middle of a drawing.
-  void* module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  void* module = nullptr;
+  for (const char* relative : {ZORVI_TEXT_MODULE, ZORVI_TEXT_MODULE_FROM_BINDIR}) {
+    // RTLD_NOW: a module with a missing dependency fails here rather than in the middle of a drawing.
+    if ((module = ::dlopen(besideThisCode(relative).c_str(), RTLD_NOW | RTLD_LOCAL)) != nullptr) break;
+  }
   using Entry = const Engine* (*)();
   // POSIX guarantees that dlsym's object pointer converts to a function pointer.
   const auto entry = module ? reinterpret_cast<Entry>(::dlsym(module, "zorvi_text_engine")) : nullptr;
   if (entry == nullptr) {
     const char* why = ::dlerror();
-    std::fprintf(stderr, "zorvi: no text engine, text is left out: %s\n", why ? why : path.c_str());
+    std::fprintf(stderr, "zorvi: no text engine, text is left out: %s\n", why ? why : "zorvi-text.so");
     return nullptr;
   }
   return entry();
