@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Measures `zorvi thumbnail` at 256 px against what the same work costs elsewhere, in one run:
+# Measures `zorvi thumbnail` at 256 px, run by the Exec line of data/zorvi.thumbnailer as a file manager
+# runs it, against what the same work costs elsewhere, in one run:
 #   floor          decoding the board's images alone at the scale their frames need (decode_floor)
 #   vipsthumbnail  the same images, --size 256
 #   gdk-pixbuf     gdk-pixbuf-thumbnailer on the tiny board's bare JPEG (a file manager's default)
@@ -85,7 +86,24 @@ verdict() {  # ratio, "<=" or ">=", target
     print ((op == "<=" && v[1] <= t) || (op == ">=" && v[1] >= t)) ? "met" : "MISSED" }'
 }
 
-if [ -z "$zorvi" ] || ! "$zorvi" thumbnail "$work/tiny.zorvi" "$out/probe.png" --size "$size" 2>/dev/null; then
+# The thumbnailer's Exec line for one board: %i the input, %o the output, %s the size.
+read -r -a exec_words <<< "$(sed -n 's/^Exec=//p' "$root/data/zorvi.thumbnailer")"
+thumbnailer() {  # BOARD OUT
+  local word
+  thumbnailer_argv=()
+  for word in "${exec_words[@]}"; do
+    case $word in
+      zorvi) thumbnailer_argv+=("$zorvi") ;;
+      %i) thumbnailer_argv+=("$1") ;;
+      %o) thumbnailer_argv+=("$2") ;;
+      %s) thumbnailer_argv+=("$size") ;;
+      *) thumbnailer_argv+=("$word") ;;
+    esac
+  done
+}
+
+thumbnailer "$work/tiny.zorvi" "$out/probe.png"
+if [ -z "$zorvi" ] || ! "${thumbnailer_argv[@]}" 2>/dev/null; then
   echo "note: no working 'zorvi thumbnail' at $zorvi; its columns read n/a" >&2
   zorvi=""
 fi
@@ -106,8 +124,9 @@ for board in ${BOARDS:-tiny typical large}; do
   vm=$(peak_mb vipsthumbnail --size "$size" -o "$out/vips-$board/%s.png" "${images[@]}")
   z=n/a zm=n/a
   if [ -n "$zorvi" ]; then
-    z=$(time_ms "${runs[$board]}" "$zorvi" thumbnail "$file" "$out/$board.png" --size "$size")
-    zm=$(peak_mb "$zorvi" thumbnail "$file" "$out/$board.png" --size "$size")
+    thumbnailer "$file" "$out/$board.png"
+    z=$(time_ms "${runs[$board]}" "${thumbnailer_argv[@]}")
+    zm=$(peak_mb "${thumbnailer_argv[@]}")
   fi
   zf=$(ratio "$z" "$f") vz=$(ratio "$v" "$z")
   printf '%-8s %6s %15s %15s %12s %15s %12s %9s %8s\n' "$board" "${#images[@]}" "$(pair "$z")" "$(pair "$f")" \

@@ -6,6 +6,7 @@
 #include "support/golden_image.hpp"
 #include "support/test_images.hpp"
 #include "zorvi/board_renderer.hpp"
+#include "zorvi/image_decoder.hpp"
 
 namespace zorvi {
 namespace {
@@ -147,6 +148,23 @@ TEST(BoardPreviewRenderer, MatchesReferencePictures) {
     ASSERT_TRUE(picture);
     EXPECT_EQ(testing::compareWithGolden(*picture, name), "");
   }
+}
+
+TEST(RasterCanvas, StoredAndCompressedPNGsHoldTheSamePixels) {
+  const auto picture = RasterCanvas::render(40, 30, [](DrawingContext& context) {
+    context.fillRect({0, 0, 25, 30}, red);
+    context.fillRect({10, 5, 30, 10}, {0, 0, 1, 0.5});  // half-covered, over red and over nothing
+  });
+  ASSERT_TRUE(picture);
+  const auto compressed = RasterCanvas::encodePNG(*picture, RasterCanvas::PNGCompression::fast);
+  const auto stored = RasterCanvas::encodePNG(*picture, RasterCanvas::PNGCompression::none);
+  EXPECT_GT(stored.size(), compressed.size());
+  const auto fromCompressed = ImageDecoder::decode(compressed, 40, 30);
+  const auto fromStored = ImageDecoder::decode(stored, 40, 30);
+  ASSERT_TRUE(fromCompressed && fromStored);
+  EXPECT_TRUE(*fromCompressed == *fromStored);
+  EXPECT_EQ(pixelAt(*fromStored, 0, 29), opaqueRed);
+  EXPECT_EQ(pixelAt(*fromStored, 39, 0), opaqueWhite);  // transparent flattens over white
 }
 
 }  // namespace

@@ -82,6 +82,7 @@ TEST_F(ThumbnailCommand, WritesAPictureWhoseLongerSideIsSizeTimesScale) {
   const std::tuple<std::vector<std::string>, std::uint32_t, std::uint32_t> rows[] = {
       {{}, 256, 64},
       {{"--size=64"}, 64, 16},
+      {{"--uncompressed", "--size", "64"}, 64, 16},
       {{"--scale", "1.5", "--size", "100"}, 150, 38},  // 37.5 rounds away from zero
   };
   for (const auto& [options, width, height] : rows) {

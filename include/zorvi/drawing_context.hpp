@@ -87,8 +87,12 @@ namespace RasterCanvas {
 std::optional<Raster> render(std::int32_t width, std::int32_t height,
                              const std::function<void(DrawingContext&)>& draw);
 
+// How a PNG's pixels are stored: compressed quickly, or as they are, for a reader that decodes the file
+// at once and keeps a copy of its own (a file manager caching a thumbnail), where compressing is wasted.
+enum class PNGCompression { fast, none };
+
 // The raster as an opaque 8-bit RGB PNG: pixels composited over white, alpha dropped. Empty on failure.
-std::vector<std::uint8_t> encodePNG(const Raster& raster);
+std::vector<std::uint8_t> encodePNG(const Raster& raster, PNGCompression compression = PNGCompression::fast);
 
 }  // namespace RasterCanvas
 }  // namespace zorvi

@@ -103,6 +103,8 @@ class Prefix:
         with open(path, encoding="utf-8") as f:
             for line in f:
                 line = line.strip()
+                if line.startswith("#"):
+                    continue
                 if line.startswith("["):
                     section = line
                 elif "=" in line and section == "[Thumbnailer Entry]":

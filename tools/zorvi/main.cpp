@@ -18,7 +18,7 @@ constexpr Command commands[] = {
      "[--logo FILE] [--label-client TEXT] [--label-model TEXT] [--label-date TEXT] [--label-location TEXT]",
      runExport, "format orientation sender logo label-client label-model label-date label-location"},
     {"unpack", "write a board's manifest, images and thumbnails into a folder", "BOARD DIR", runUnpack},
-    {"thumbnail", "draw a board into a PNG whose longer side is N × S pixels", "BOARD OUT.png [--size N] [--scale S]",
+    {"thumbnail", "draw a board into a PNG whose longer side is N × S pixels", "BOARD OUT.png [--size N] [--scale S] [--uncompressed]",
      runThumbnail, "size scale"},
     {"update-check", "compare VERSION with an update feed record (FEED.json - reads stdin)", "VERSION FEED.json",
      runUpdateCheck},

@@ -1,5 +1,6 @@
-// zorvi thumbnail BOARD OUT.png [--size N] [--scale S]: the board as an opaque PNG whose longer side is
-// N × S pixels, for file managers (through the .thumbnailer entry) and for scripts.
+// zorvi thumbnail BOARD OUT.png [--size N] [--scale S] [--uncompressed]: the board as an opaque PNG whose
+// longer side is N × S pixels, for file managers (through the .thumbnailer entry) and for scripts. File
+// managers decode the picture at once and cache their own copy, so their entry asks for no compression.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -172,11 +173,13 @@ int report(const std::filesystem::path& path, std::string_view what, int status)
 }  // namespace
 
 int runThumbnail(const Arguments& arguments) {
-  arguments.expect(2, {"size", "scale"});
+  arguments.expect(2, {"size", "scale", "uncompressed"});
   const double size = numberOption(arguments, "size", 256, true);
   const double scale = numberOption(arguments, "scale", 1, false);
   const std::filesystem::path board = arguments.operands[0];
   const std::filesystem::path output = arguments.operands[1];
+  const auto compression = arguments.options.contains("uncompressed") ? RasterCanvas::PNGCompression::none
+                                                                       : RasterCanvas::PNGCompression::fast;
   const bool sandboxed = useBundledFontsWhenTheSystemsAreMissing();
   capTimeAndMemory(board);
   try {
@@ -202,7 +205,7 @@ int runThumbnail(const Arguments& arguments) {
                                reply->drawingBlock(context);
                              });
     const std::vector<std::uint8_t> png =
-        picture ? RasterCanvas::encodePNG(*picture) : std::vector<std::uint8_t>{};
+        picture ? RasterCanvas::encodePNG(*picture, compression) : std::vector<std::uint8_t>{};
     if (png.empty()) return report(board, "memory limit reached", exitLimitReached);
     const HoldLimitSignals hold;
     // A thumbnail is a cache entry, made by the hundred when a folder opens: the rename keeps it whole
