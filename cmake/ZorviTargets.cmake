@@ -38,3 +38,10 @@ function(zorvi_codec_soname var name dirs)
   message(STATUS "${name} is opened at run time as ${soname}")
   set(${var} "${soname}" PARENT_SCOPE)
 endfunction()
+
+# Links the C++ runtime into target (see ZORVI_STATIC_CXX_RUNTIME).
+function(zorvi_static_cxx_runtime target)
+  if(ZORVI_STATIC_CXX_RUNTIME)
+    target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
+  endif()
+endfunction()
