@@ -130,6 +130,43 @@ TEST(BoardArchive, ReportsEachFailureAsItsCase) {
   }
 }
 
+// Past a few megabytes two threads extract, each on its own handle; the result and the error reported
+// must be those of reading entry after entry.
+TEST(BoardArchive, LargeBoardsReadAsEntryAfterEntry) {
+  std::vector<ZipEntry> entries{manifestEntry()};
+  Entries expected;
+  for (int i = 0; i < 40; ++i) {
+    const std::string name = "images/" + std::to_string(i);
+    entries.push_back(file(name, std::string(256 * 1024, static_cast<char>('a' + i % 26)), i % 3 == 0 ? 8 : 0));
+    expected[name] = entries.back().data;
+  }
+  entries.push_back(file("images/3", "the later of two wins"));
+  expected["images/3"] = toBytes("the later of two wins");
+  const testing::BuiltZip built = buildZip(entries);
+  EXPECT_EQ(BoardArchive::read(built.bytes).images, expected);
+  testing::TemporaryFolder folder;
+  testing::writeFile(folder.path / "large.zorvi", built.bytes);
+  EXPECT_EQ(BoardArchive::read(folder.path / "large.zorvi").images, expected);
+
+  const auto underlying = [&](std::size_t damaged, std::size_t encrypted) {
+    std::vector<ZipEntry> bad = entries;
+    bad[encrypted].flags = 1;
+    testing::BuiltZip zip = buildZip(bad);
+    zip.bytes[zip.dataOffsets[damaged] + 7] ^= 0x40;  // entries 6, 33 and 36 are stored: a CRC error
+    try {
+      BoardArchive::read(zip.bytes);
+    } catch (const BoardArchiveError& error) {
+      return error.underlying();
+    }
+    return std::string("read succeeded");
+  };
+  const std::string crc = underlying(6, 35), encryption = underlying(35, 6);
+  EXPECT_NE(crc, encryption);
+  EXPECT_EQ(underlying(6, 7), crc);  // the damaged entry comes first in both
+  EXPECT_EQ(underlying(33, 35), crc);
+  EXPECT_EQ(underlying(36, 35), encryption);
+}
+
 TEST(BoardArchive, EveryProperPrefixFailsCleanly) {
   const Bytes valid = buildZip({manifestEntry(), file("images/a.png", std::string(300, 'a')),
                                 file("thumbnails/a.png", "t", 8)})

@@ -5,11 +5,16 @@
 #include <zip.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <exception>
+#include <functional>
 #include <limits>
 #include <new>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "archive/zip_support.hpp"
 #include "zorvi/board_archive.hpp"
@@ -29,9 +34,15 @@ constexpr std::uint64_t maxDeflateRatio = 1032;
 // First allocation for a deflated entry; later growth follows the data actually inflated.
 constexpr std::uint64_t deflateHeadStart = std::uint64_t{4} << 20;
 
+// Past this much entry data a second thread extracts too, on a handle of its own: libzip's handles
+// are not shared between threads, and reading a board of photographs is mostly copying and CRC-32.
+constexpr std::uint64_t helperThreshold = std::uint64_t{8} << 20;
+
 struct OpenArchive {
   ArchivePtr zip;
   std::uint64_t length = 0;  // bounds what all entries together may claim
+  // Another handle on the same bytes, or null when none can be made.
+  std::function<ArchivePtr()> reopen;
 };
 
 BoardArchiveError corrupt(std::string detail) { return BoardArchiveError::archiveCorrupt(std::move(detail)); }
@@ -64,12 +75,17 @@ EntryKind kindOf(zip_t* zip, zip_uint64_t index, std::string_view name) {
   return !name.empty() && name.back() == '/' ? EntryKind::directory : EntryKind::file;
 }
 
-// Inflates or copies one entry in chunks. libzip verifies the CRC-32 only once the data is read
-// to its end, and never compares the length with the declared size, so both are driven and checked here.
-// `unclaimed` is the part of the archive no extracted entry has used yet: entries of a real archive
-// never share data, so a directory whose entries all point at one deflate stream is refused before
-// it makes the work grow with the number of entries.
-Bytes extract(zip_t* zip, zip_uint64_t index, std::uint64_t& unclaimed) {
+// An entry whose directory record passed the checks that need no data.
+struct PlannedEntry {
+  zip_uint64_t index = 0;
+  std::size_t declared = 0;
+  bool stored = true;
+};
+
+// Checks an entry's record before any of its data is read. `unclaimed` is the part of the archive no
+// planned entry has used yet: entries of a real archive never share data, so a directory whose entries
+// all point at one deflate stream is refused before it makes the work grow with the number of entries.
+PlannedEntry plan(zip_t* zip, zip_uint64_t index, std::uint64_t& unclaimed) {
   zip_stat_t stat;
   zip_stat_init(&stat);
   if (zip_stat_index(zip, index, 0, &stat) != 0) throw corrupt(describe(zip_get_error(zip)));
@@ -85,14 +101,19 @@ Bytes extract(zip_t* zip, zip_uint64_t index, std::uint64_t& unclaimed) {
   const std::uint64_t holdable = stored ? stat.comp_size : saturatingMultiply(stat.comp_size, maxDeflateRatio);
   if (stat.size > holdable) throw corrupt("entry declares more bytes than its data can hold");
   if (stat.size > std::numeric_limits<std::size_t>::max() / 2) throw corrupt(describe(ZIP_ER_MEMORY));
+  return {index, static_cast<std::size_t>(stat.size), stored};
+}
 
-  FilePtr file(zip_fopen_index(zip, index, 0));
+// Inflates or copies a planned entry in chunks. libzip verifies the CRC-32 only once the data is read
+// to its end, and never compares the length with the declared size, so both are driven and checked here.
+Bytes extract(zip_t* zip, const PlannedEntry& entry) {
+  FilePtr file(zip_fopen_index(zip, entry.index, 0));
   if (!file) throw corrupt(describe(zip_get_error(zip)));
 
-  const auto declared = static_cast<std::size_t>(stat.size);
+  const std::size_t declared = entry.declared;
   Bytes bytes;
   try {
-    resizeFaultingOnce(bytes, stored ? declared : static_cast<std::size_t>(std::min<std::uint64_t>(declared, deflateHeadStart)));
+    resizeFaultingOnce(bytes, entry.stored ? declared : std::min<std::size_t>(declared, deflateHeadStart));
   } catch (const std::bad_alloc&) {
     throw corrupt(describe(ZIP_ER_MEMORY));
   }
@@ -119,6 +140,41 @@ Bytes extract(zip_t* zip, zip_uint64_t index, std::uint64_t& unclaimed) {
   return bytes;
 }
 
+// One entry of the bundle to be: where it goes, and its bytes or the reason it has none.
+struct Job {
+  std::map<std::string, Bytes>* target = nullptr;
+  std::string name;
+  PlannedEntry entry;
+  Bytes bytes;
+  std::exception_ptr failure;
+};
+
+// Extracts every job that could be the first to fail or is needed: a job after a failed one is skipped.
+void extractAll(std::vector<Job>& jobs, const OpenArchive& archive) {
+  std::atomic<std::size_t> next{0}, firstFailure{jobs.size()};
+  const auto work = [&](zip_t* zip) {
+    for (std::size_t i; (i = next.fetch_add(1)) < jobs.size();) {
+      if (i > firstFailure.load() || jobs[i].failure) continue;
+      try {
+        jobs[i].bytes = extract(zip, jobs[i].entry);
+      } catch (...) {
+        jobs[i].failure = std::current_exception();
+        for (std::size_t seen = firstFailure.load(); i < seen && !firstFailure.compare_exchange_weak(seen, i);) {
+        }
+      }
+    }
+  };
+  std::uint64_t total = 0;
+  for (const Job& job : jobs) total += job.entry.declared;
+  ArchivePtr second = total >= helperThreshold && std::thread::hardware_concurrency() > 1 && archive.reopen
+                          ? archive.reopen()
+                          : nullptr;
+  if (!second) return work(archive.zip.get());
+  std::thread helper(work, second.get());
+  work(archive.zip.get());
+  helper.join();
+}
+
 Manifest decodeManifest(const Bytes& json) {
   try {
     return ManifestCoder::decode(std::string_view(reinterpret_cast<const char*>(json.data()), json.size()));
@@ -134,28 +190,44 @@ BoardBundle readOpened(const OpenArchive& archive) {
   if (manifestIndex < 0) throw BoardArchiveError::manifestMissing();
 
   BoardBundle bundle;
-  bundle.manifest = decodeManifest(extract(zip, static_cast<zip_uint64_t>(manifestIndex), unclaimed));
+  bundle.manifest = decodeManifest(extract(zip, plan(zip, static_cast<zip_uint64_t>(manifestIndex), unclaimed)));
   if (bundle.manifest.schemaVersion > Manifest::currentSchemaVersion) {
     throw BoardArchiveError::unsupportedSchemaVersion(bundle.manifest.schemaVersion, Manifest::currentSchemaVersion);
   }
 
+  // Entries are planned in directory order and extracted, perhaps two at a time; the first failure in
+  // directory order is the one reported, as if they had been read one after another.
+  std::vector<Job> jobs;
   const zip_int64_t count = zip_get_num_entries(zip, 0);
   for (zip_int64_t i = 0; i < count; ++i) {
     const auto index = static_cast<zip_uint64_t>(i);
-    const char* rawName = zip_get_name(zip, index, 0);
-    if (rawName == nullptr) throw corrupt(describe(zip_get_error(zip)));
-    const std::string_view name(rawName);
-    std::map<std::string, Bytes>* target = nullptr;
-    if (name.starts_with(imagesPrefix)) {
-      target = &bundle.images;
-    } else if (name.starts_with(thumbnailsPrefix)) {
-      target = &bundle.thumbnails;
-    } else {
-      continue;
+    Job job;
+    try {
+      const char* rawName = zip_get_name(zip, index, 0);
+      if (rawName == nullptr) throw corrupt(describe(zip_get_error(zip)));
+      const std::string_view name(rawName);
+      if (name.starts_with(imagesPrefix)) {
+        job.target = &bundle.images;
+      } else if (name.starts_with(thumbnailsPrefix)) {
+        job.target = &bundle.thumbnails;
+      } else {
+        continue;
+      }
+      if (kindOf(zip, index, name) != EntryKind::file) continue;
+      job.name = name;
+      job.entry = plan(zip, index, unclaimed);
+    } catch (...) {
+      job.failure = std::current_exception();
+      jobs.push_back(std::move(job));
+      break;
     }
-    if (kindOf(zip, index, name) != EntryKind::file) continue;
+    jobs.push_back(std::move(job));
+  }
+  extractAll(jobs, archive);
+  for (Job& job : jobs) {
+    if (job.failure) std::rethrow_exception(job.failure);
     // Assignment, not emplace: of two entries with one path, the later in the directory wins.
-    (*target)[std::string(name)] = extract(zip, index, unclaimed);
+    (*job.target)[std::move(job.name)] = std::move(job.bytes);
   }
   return bundle;
 }
@@ -178,8 +250,20 @@ BoardBundle read(const std::filesystem::path& path) {
   int code = 0;
   zip_t* zip = zip_fdopen(file.fd, ZIP_RDONLY, &code);
   if (zip == nullptr) throw corrupt(describe(code));  // the descriptor is still ours to close
-  file.fd = -1;                                        // and now libzip's
-  return readOpened({ArchivePtr(zip), static_cast<std::uint64_t>(info.st_size)});
+  file.fd = -1;  // and now libzip's
+  // The same file again, with a file offset of its own; not whatever the path names by now.
+  const auto reopen = [&path, &info]() -> ArchivePtr {
+    const int again = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat same {};
+    int ignored = 0;
+    zip_t* second = again >= 0 && ::fstat(again, &same) == 0 && same.st_dev == info.st_dev &&
+                            same.st_ino == info.st_ino && same.st_size == info.st_size
+                        ? zip_fdopen(again, ZIP_RDONLY, &ignored)
+                        : nullptr;
+    if (second == nullptr && again >= 0) ::close(again);
+    return ArchivePtr(second);
+  };
+  return readOpened({ArchivePtr(zip), static_cast<std::uint64_t>(info.st_size), reopen});
 }
 
 BoardBundle read(std::span<const std::uint8_t> bytes) {
@@ -201,7 +285,16 @@ BoardBundle read(std::span<const std::uint8_t> bytes) {
     throw corrupt(std::move(detail));
   }
   zip_error_fini(&error);
-  return readOpened({ArchivePtr(zip), bytes.size()});
+  const auto reopen = [bytes]() -> ArchivePtr {
+    zip_error_t ignored;
+    zip_error_init(&ignored);
+    zip_source_t* again = zip_source_buffer_create(bytes.data(), bytes.size(), 0, &ignored);
+    zip_t* second = again ? zip_open_from_source(again, ZIP_RDONLY, &ignored) : nullptr;
+    if (again != nullptr && second == nullptr) zip_source_free(again);
+    zip_error_fini(&ignored);
+    return ArchivePtr(second);
+  };
+  return readOpened({ArchivePtr(zip), bytes.size(), reopen});
 }
 
 }  // namespace zorvi::BoardArchive
