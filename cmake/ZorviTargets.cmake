@@ -45,3 +45,26 @@ function(zorvi_static_cxx_runtime target)
     target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
   endif()
 endfunction()
+
+# Gives target (an object library) Cairo: the shared library, or, for a program that sets ZORVI_STATIC_CAIRO
+# on itself (see the option), Cairo's and pixman's archives and only the shared libraries those use.
+# Both copies of Cairo can live in one process: the text module draws with its own (see text_engine.hpp).
+function(zorvi_link_cairo target)
+  if(BUILD_SHARED_LIBS AND ZORVI_STATIC_CAIRO)
+    find_library(ZORVI_CAIRO_ARCHIVE libcairo.a HINTS ${CAIRO_LIBRARY_DIRS})
+    find_library(ZORVI_PIXMAN_ARCHIVE libpixman-1.a HINTS ${CAIRO_STATIC_LIBRARY_DIRS})
+    if(NOT ZORVI_CAIRO_ARCHIVE OR NOT ZORVI_PIXMAN_ARCHIVE)
+      message(FATAL_ERROR "ZORVI_STATIC_CAIRO needs libcairo.a and libpixman-1.a (libcairo2-dev, "
+                          "libpixman-1-dev); turn it off to link the shared Cairo")
+    endif()
+    set(shared ${CAIRO_STATIC_LIBRARIES})
+    list(REMOVE_ITEM shared cairo pixman-1)
+    list(REMOVE_DUPLICATES shared)
+    list(TRANSFORM shared PREPEND "-l")
+    set(static_cairo ${ZORVI_CAIRO_ARCHIVE} ${ZORVI_PIXMAN_ARCHIVE} ${shared})
+    target_link_libraries(${target} PUBLIC
+      "$<IF:$<BOOL:$<TARGET_PROPERTY:ZORVI_STATIC_CAIRO>>,${static_cairo},PkgConfig::CAIRO>")
+  else()
+    target_link_libraries(${target} PUBLIC PkgConfig::CAIRO)
+  endif()
+endfunction()

@@ -13,7 +13,7 @@ packages=(
   # core library
   rapidjson-dev libutf8proc-dev libzip-dev zlib1g-dev
   # rendering, text and image decoding
-  libcairo2-dev libpango1.0-dev libfontconfig-dev
+  libcairo2-dev libpixman-1-dev libpango1.0-dev libfontconfig-dev
   libjpeg62-turbo-dev libspng-dev libwebp-dev libavif-dev
   libturbojpeg0-dev
   libgdk-pixbuf-2.0-dev libheif-dev libjxl-dev

@@ -3,6 +3,9 @@
 
 #include <cairo.h>
 
+#include <functional>
+
+#include "render/text/text_engine.hpp"
 #include "zorvi/drawing_context.hpp"
 
 namespace zorvi {
@@ -28,6 +31,9 @@ class CairoContext final : public DrawingContext {
   const TextMeasurer& measurer() const override;
 
  private:
+  // Lets show draw text into the target's pixels at the current transform, in color.
+  void drawText(const Color& color, const std::function<void(const text::Canvas&)>& show);
+
   cairo_t* cr_;
   int depth_ = 0;
 };

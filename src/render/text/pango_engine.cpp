@@ -23,19 +23,34 @@ class PangoEngine final : public Engine {
     // A browser shows no empty line after a final line feed; Pango opens one.
     return text.back() == '\n' && lines > 1 ? lines - 1 : lines;
   }
-  void showWrapped(cairo_t* cr, std::string_view text, const Font& font, double width,
+  void showWrapped(const Canvas& canvas, std::string_view text, const Font& font, double width,
                    TextAlignment alignment) const override {
     const pango::LayoutPtr layout = pango::wrappedLayout(text, font, width, alignment);
-    cairo_move_to(cr, 0, 0);
-    pango_cairo_show_layout(cr, layout.get());
+    onto(canvas, [&](cairo_t* cr) { pango_cairo_show_layout(cr, layout.get()); });
   }
-  void showLine(cairo_t* cr, std::string_view text, const Font& font,
+  void showLine(const Canvas& canvas, std::string_view text, const Font& font,
                 std::optional<double> truncateWidth) const override {
     const pango::LayoutPtr layout = pango::lineLayout(text, font, truncateWidth);
     PangoLayoutLine* line = pango_layout_get_line_readonly(layout.get(), 0);
     if (line == nullptr) return;
-    cairo_move_to(cr, 0, 0);
-    pango_cairo_show_layout_line(cr, line);
+    onto(canvas, [&](cairo_t* cr) { pango_cairo_show_layout_line(cr, line); });
+  }
+
+ private:
+  template <typename Show>
+  static void onto(const Canvas& canvas, Show show) {
+    cairo_surface_t* surface = cairo_image_surface_create_for_data(
+        canvas.pixels, CAIRO_FORMAT_ARGB32, canvas.width, canvas.height, canvas.stride);
+    cairo_t* cr = cairo_create(surface);
+    if (cairo_status(cr) == CAIRO_STATUS_SUCCESS) {
+      cairo_set_matrix(cr, &canvas.matrix);
+      cairo_set_source_rgba(cr, canvas.color.red, canvas.color.green, canvas.color.blue, canvas.color.alpha);
+      cairo_move_to(cr, 0, 0);
+      show(cr);
+    }
+    cairo_destroy(cr);
+    cairo_surface_finish(surface);
+    cairo_surface_destroy(surface);
   }
 };
 
