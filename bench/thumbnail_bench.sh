@@ -10,10 +10,11 @@
 #
 # BUILD_DIR defaults to build/release (cmake --preset release && cmake --build --preset release);
 # WORK_DIR, where the boards are generated once and kept, to ${TMPDIR:-/tmp}/zorvi-bench.
-# BOARDS="tiny typical" measures a subset. Times are means from hyperfine (a loop of /usr/bin/time
-# when it is missing), process start included for every command but the in-process floor; each is
-# shown as wall/cpu, since on a shared machine the CPU time is the steadier of the two. Targets
-# are judged on wall time.
+# BOARDS="tiny typical" measures a subset. Wall times are medians, like the floor's, from hyperfine
+# (a timed loop when it is missing): on a shared machine a few stalled runs would otherwise
+# decide a ratio. Process start is included for every command but the in-process floor. Each time is
+# shown as wall/cpu (CPU as a mean), since on a shared machine the CPU time is the steadier of the two.
+# Targets are judged on wall time.
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -35,7 +36,7 @@ python3 "$root/bench/make_bench_boards.py" boards "$work" >/dev/null
 out=$(mktemp -d "${TMPDIR:-/tmp}/zorvi-bench-out.XXXXXX")
 trap 'rm -rf "$out"' EXIT
 
-# Mean wall time and mean CPU time (user + system) of a command, in milliseconds: "WALL CPU".
+# Median wall time and mean CPU time (user + system) of a command, in milliseconds: "WALL CPU".
 time_ms() {
   local runs=$1; shift
   if command -v hyperfine >/dev/null; then
@@ -44,15 +45,33 @@ time_ms() {
     python3 -c '
 import json, sys
 r = json.load(open(sys.argv[1]))["results"][0]
-print("%.1f %.1f" % (r["mean"] * 1000, (r["user"] + r["system"]) * 1000))' "$out/h.json"
+print("%.1f %.1f" % (r["median"] * 1000, (r["user"] + r["system"]) * 1000))' "$out/h.json"
   else
     "$@" >/dev/null 2>&1 || die "failed: $*"
+    # Wall time per run from the shell's clock; CPU time over all runs from what the shell's children used.
+    local start cpu_before cpu
     : >"$out/loop"
+    times >"$out/times"
+    cpu_before=$(children_cpu_ms)
     for _ in $(seq "$runs"); do
-      /usr/bin/time -a -o "$out/loop" -f "%e %U %S" "$@" >/dev/null 2>&1
+      start=$EPOCHREALTIME
+      "$@" >/dev/null 2>&1
+      echo "$start $EPOCHREALTIME" >>"$out/loop"
     done
-    awk '{ w += $1; c += $2 + $3 } END { printf "%.1f %.1f\n", w * 1000 / NR, c * 1000 / NR }' "$out/loop"
+    times >"$out/times"
+    cpu=$(($(children_cpu_ms) - cpu_before))
+    awk '{ print ($2 - $1) * 1000 }' "$out/loop" | sort -n | awk -v cpu="$cpu" '{ w[NR] = $1 }
+      END { printf "%.1f %.1f\n", (w[int((NR + 1) / 2)] + w[int(NR / 2) + 1]) / 2, cpu / NR }'
   fi
+}
+
+# User + system time of the shell's finished children, in whole milliseconds, from `times` saved in
+# $out/times (it must run in the shell whose children count, not in a command substitution).
+children_cpu_ms() {
+  awk 'NR == 2 {
+    total = 0
+    for (i = 1; i <= 2; ++i) { split($i, t, /[ms]/); total += t[1] * 60 + t[2] }
+    printf "%d\n", total * 1000 }' "$out/times"
 }
 
 # Peak resident memory of one run, in MB.
@@ -73,7 +92,7 @@ print("%.1f %.1f" % (median["real_time"], median["cpu_time"]))'
 # "A/B" of two "WALL CPU" pairs, as "wall-ratio/cpu-ratio".
 ratio() {
   awk -v a="$1" -v b="$2" 'BEGIN {
-    if (a == "n/a" || b == "n/a") { print "n/a"; exit }
+    if (a == "n/a" || b == "n/a" || a + 0 <= 0 || b + 0 <= 0) { print "n/a"; exit }
     split(a, x, " "); split(b, y, " ")
     printf "%.2f/%.2f\n", x[1] / y[1], (y[2] > 0 ? x[2] / y[2] : 0) }'
 }
