@@ -232,6 +232,15 @@ BoardBundle readOpened(const OpenArchive& archive) {
   return bundle;
 }
 
+// A read-only archive over bytes the caller keeps alive; null, with `error` set, when libzip refuses them.
+ArchivePtr openBuffer(std::span<const std::uint8_t> bytes, zip_error_t* error) {
+  zip_source_t* source = zip_source_buffer_create(bytes.data(), bytes.size(), 0, error);
+  if (source == nullptr) return nullptr;
+  zip_t* zip = zip_open_from_source(source, ZIP_RDONLY, error);
+  if (zip == nullptr) zip_source_free(source);
+  return ArchivePtr(zip);
+}
+
 }  // namespace
 
 BoardBundle read(const std::filesystem::path& path) {
@@ -271,30 +280,18 @@ BoardBundle read(std::span<const std::uint8_t> bytes) {
   if (bytes.empty()) throw corrupt(describe(ZIP_ER_NOZIP));
   zip_error_t error;
   zip_error_init(&error);
-  zip_source_t* source = zip_source_buffer_create(bytes.data(), bytes.size(), 0, &error);
-  if (source == nullptr) {
-    std::string detail = describe(&error);
-    zip_error_fini(&error);
-    throw corrupt(std::move(detail));
-  }
-  zip_t* zip = zip_open_from_source(source, ZIP_RDONLY, &error);
-  if (zip == nullptr) {
-    zip_source_free(source);
-    std::string detail = describe(&error);
-    zip_error_fini(&error);
-    throw corrupt(std::move(detail));
-  }
+  ArchivePtr zip = openBuffer(bytes, &error);
+  std::string detail = zip ? std::string() : describe(&error);
   zip_error_fini(&error);
-  const auto reopen = [bytes]() -> ArchivePtr {
+  if (!zip) throw corrupt(std::move(detail));
+  const auto reopen = [bytes] {
     zip_error_t ignored;
     zip_error_init(&ignored);
-    zip_source_t* again = zip_source_buffer_create(bytes.data(), bytes.size(), 0, &ignored);
-    zip_t* second = again ? zip_open_from_source(again, ZIP_RDONLY, &ignored) : nullptr;
-    if (again != nullptr && second == nullptr) zip_source_free(again);
+    ArchivePtr again = openBuffer(bytes, &ignored);
     zip_error_fini(&ignored);
-    return ArchivePtr(second);
+    return again;
   };
-  return readOpened({ArchivePtr(zip), bytes.size(), reopen});
+  return readOpened({std::move(zip), bytes.size(), reopen});
 }
 
 }  // namespace zorvi::BoardArchive
