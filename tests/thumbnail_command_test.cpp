@@ -10,7 +10,12 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "zorvi/board_archive.hpp"
+#include "zorvi/image_decoder.hpp"
 
 namespace zorvi {
 namespace {
@@ -125,6 +130,86 @@ TEST_F(ThumbnailCommand, FailureKeepsAnEarlierPictureWhole) {
   std::ofstream(out) << "earlier";
   EXPECT_EQ(runZorvi({board("empty.zorvi", 0, 0), out}).first, 3);
   EXPECT_EQ(contents(out), "earlier");
+}
+
+// Pixels of a PNG that are darker than mid-grey: text drawn in black on white.
+std::int64_t darkPixels(const std::string& png) {
+  const auto raster = ImageDecoder::decode(std::span(reinterpret_cast<const std::uint8_t*>(png.data()), png.size()),
+                                           1 << 14, 1 << 14);
+  if (!raster) return -1;
+  return std::count_if(raster->pixels.begin(), raster->pixels.end(),
+                       [](std::uint32_t argb) { return (argb >> 8 & 0xFF) < 128; });
+}
+
+TEST_F(ThumbnailCommand, SetsTextHoweverItIsStarted) {
+  BoardBundle bundle;
+  bundle.manifest.board.canvas.backgroundColor = "#FFFFFF";
+  bundle.manifest.items.emplace_back(Uuid{}, TextContent{"Harbour Light", "#000000", 40}, Frame{0, 0, 300, 60}, 0,
+                                     false, std::nullopt);
+  const std::string textBoard = (dir / "text.zorvi").string();
+  BoardArchive::write(bundle, textBoard);
+  // A working folder holding a lib/ tree of its own, where a lookup relative to it would land.
+  const fs::path elsewhere = dir / "elsewhere" / "bin";
+  fs::create_directories(elsewhere / "zorvi");
+  fs::create_directories(elsewhere.parent_path() / "lib/zorvi");
+  std::ofstream(elsewhere / "zorvi/zorvi-text.so") << "not a module";
+  std::ofstream(elsewhere.parent_path() / "lib/zorvi/zorvi-text.so") << "not a module";
+  fs::create_symlink(ZORVI_COMMAND, dir / "zorvi-link");
+  const fs::path errors = dir / "errors";
+  const std::string commandFolder = fs::path(ZORVI_COMMAND).parent_path().string();
+  const std::pair<const char*, std::string> rows[] = {
+      {"by full path", "'" ZORVI_COMMAND "'"},
+      {"by bare name on PATH", "PATH='" + commandFolder + "':\"$PATH\" zorvi"},
+      {"through a symbolic link", "'" + (dir / "zorvi-link").string() + "'"},
+  };
+  for (const auto& [name, command] : rows) {
+    SCOPED_TRACE(name);
+    const int status = std::system(("cd '" + elsewhere.string() + "' && " + command + " thumbnail '" + textBoard +
+                                    "' '" + out + "' 2>'" + errors.string() + "'").c_str());
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(contents(errors), "");
+    // The text covers about a tenth of the picture; without it, no pixel is dark.
+    EXPECT_GT(darkPixels(contents(out)), 256 * 51 / 20);
+    fs::remove(out);
+  }
+}
+
+TEST_F(ThumbnailCommand, WritesIntoAnEmptyFileThatTheFileManagerKeepsOpen) {
+  const std::string square = board("square.zorvi", 50, 50);
+  const int reader = ::open(out.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  ASSERT_GE(reader, 0);
+  struct stat before {}, after {};
+  ::fstat(reader, &before);
+  EXPECT_EQ(runZorvi({square, out}), std::pair(0, std::string()));
+  ::stat(out.c_str(), &after);
+  std::string seen(4096, '\0');
+  seen.resize(static_cast<std::size_t>(std::max<ssize_t>(::pread(reader, seen.data(), seen.size(), 0), 0)));
+  ::close(reader);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+  EXPECT_EQ(seen.substr(0, 8), "\x89PNG\r\n\x1a\n");
+  EXPECT_TRUE(seen == contents(out)) << "the open handle reads other bytes than the file";
+}
+
+TEST_F(ThumbnailCommand, SaysWhyImagesAreLeftOutAndStillDrawsTheRest) {
+  BoardBundle bundle;
+  bundle.manifest.board.canvas.backgroundColor = "#FFFFFF";
+  const auto image = [&](const std::string& name, double x) {
+    bundle.manifest.items.emplace_back(Uuid::generate(), "images/" + name, "thumbnails/" + name,
+                                       Frame{x, 0, 100, 100}, 0, PixelSize{100, 100}, ItemSource{},
+                                       std::nullopt, std::nullopt, false, std::nullopt);
+  };
+  image("gone.png", 0);
+  image("noise.png", 120);
+  image("static.png", 240);
+  bundle.images["images/noise.png"] = Bytes{'n', 'o', 'i', 's', 'e'};
+  bundle.images["images/static.png"] = Bytes{'s', 't', 'a', 't', 'i', 'c'};
+  const std::string mixed = (dir / "mixed.zorvi").string();
+  BoardArchive::write(bundle, mixed);
+  EXPECT_EQ(runZorvi({mixed, out}),
+            std::pair(0, "zorvi: warning: " + mixed + ": 2 images left out (images/noise.png, images/static.png): "
+                         "its bytes are not an image that can be decoded\n" +
+                         "zorvi: warning: " + mixed + ": image images/gone.png left out: the board holds no entry "
+                         "for it\n"));
 }
 
 }  // namespace

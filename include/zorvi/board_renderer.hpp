@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "zorvi/board_bundle.hpp"
@@ -12,6 +14,21 @@
 #include "zorvi/image_formats.hpp"
 
 namespace zorvi {
+
+// An image item that a drawing left out, and why, for telling the person who asked for the picture.
+struct SkippedImage {
+  enum class Reason {
+    missingEntry,  // the board holds neither its image nor its thumbnail entry
+    undecodable,   // the bytes are not an image the decoders read
+    codecMissing,  // the codec library for its format is not installed (library names it)
+  };
+  Uuid item;
+  std::string image;  // the entry path the item names
+  Reason reason = Reason::missingEntry;
+  std::string library;
+  bool operator==(const SkippedImage&) const = default;
+};
+using SkippedImageHandler = std::function<void(const SkippedImage&)>;
 
 namespace BoardCGRenderer {
 
@@ -24,11 +41,12 @@ std::optional<Color> cgColor(std::string_view hex);
 // background when backgroundHex parses (over max(width, 1) × max(height, 1)), then each item in layout
 // order, decoding each image at the pixel size it is drawn at and releasing it right after. What can't
 // be drawn (missing or undecodable image, missing content, bad colour) is left out.
+// onSkipped, when given, hears of every image item left out.
 void draw(const BoardLayout& layout, DrawingContext& context, const ImageMap& images,
-          std::string_view backgroundHex);
+          std::string_view backgroundHex, const SkippedImageHandler& onSkipped = {});
 // The same over views of the images, so a caller holding the bundle copies no bytes.
 void draw(const BoardLayout& layout, DrawingContext& context, const ImageViewMap& images,
-          std::string_view backgroundHex);
+          std::string_view backgroundHex, const SkippedImageHandler& onSkipped = {});
 
 }  // namespace BoardCGRenderer
 
@@ -47,7 +65,7 @@ std::optional<PixelBudget> pixelBudget(double width, double height, double maxPi
 
 // The board without captions on white, its longer side maxPixel pixels (see pixelBudget). Nothing for
 // an empty layout, a budget of 0 or less, or a bitmap too large to make (a side above 32,767).
-std::optional<Raster> render(const BoardBundle& bundle, double maxPixel);
+std::optional<Raster> render(const BoardBundle& bundle, double maxPixel, const SkippedImageHandler& onSkipped = {});
 
 }  // namespace BoardPreviewRenderer
 }  // namespace zorvi

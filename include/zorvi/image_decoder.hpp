@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace zorvi {
@@ -39,6 +40,11 @@ inline constexpr std::int64_t maxRasterPixels = std::int64_t{16} << 20;
 // or exceed the limits above. Safe to call from any thread concurrently.
 std::optional<Raster> decode(std::span<const std::uint8_t> bytes, std::int32_t targetWidth,
                              std::int32_t targetHeight);
+
+// The shared library that decoding bytes of this kind needs and that can't be opened here (its SONAME), for
+// telling a person what to install; nothing when the codec is built in, opens, or the bytes are of no
+// known kind.
+std::optional<std::string> missingCodecLibrary(std::span<const std::uint8_t> bytes);
 
 }  // namespace ImageDecoder
 }  // namespace zorvi

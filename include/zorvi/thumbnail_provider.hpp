@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "zorvi/board_bundle.hpp"
+#include "zorvi/board_renderer.hpp"
 #include "zorvi/drawing_context.hpp"
 
 namespace zorvi {
@@ -22,6 +23,8 @@ struct ThumbnailRequest {
   std::filesystem::path fileURL;
   Size maximumSize;
   double scale = 1;
+  // Hears of every image item the picture leaves out, so a host can say why; optional.
+  SkippedImageHandler onImageLeftOut;
 };
 
 // A rendered board: contextSize is its pixel size divided by the scale (fractions kept); drawingBlock

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "decode/codec_library.hpp"
 #include "decode/codecs.hpp"
 #include "zorvi/image_formats.hpp"
 
@@ -34,6 +35,22 @@ std::optional<Raster> ImageDecoder::decode(std::span<const std::uint8_t> bytes, 
   if (name == "TIFF") return decodeWithPixbuf(bytes, PixbufFormat::tiff, target);
   if (name == "BMP") return decodeWithPixbuf(bytes, PixbufFormat::bmp, target);
   return std::nullopt;
+}
+
+std::optional<std::string> ImageDecoder::missingCodecLibrary(std::span<const std::uint8_t> bytes) {
+  const DetectedFormat detected = ImageFormatDetector::identify(bytes);
+  const char* soname = nullptr;
+  if (detected.acceptedFormat() == ImageFormat::avif) {
+    soname = ZORVI_LIBAVIF_SONAME;
+  } else if (detected.kind() == DetectedFormat::Case::rejected) {
+    const std::string& name = detected.rejectedName();
+    if (name == "HEIC") soname = ZORVI_LIBHEIF_SONAME;
+    if (name == "JPEG XL") soname = ZORVI_LIBJXL_SONAME;
+    if (name == "GIF" || name == "TIFF" || name == "BMP") soname = ZORVI_GDK_PIXBUF_SONAME;
+  }
+  // Opening again costs nothing once loaded; the codec keeps its handle open anyway.
+  if (soname == nullptr || decoding::CodecLibrary(soname)) return std::nullopt;
+  return std::string(soname);
 }
 
 }  // namespace zorvi

@@ -26,7 +26,7 @@ std::optional<PixelBudget> pixelBudget(double width, double height, double maxPi
   return PixelBudget{*pixelWidth, *pixelHeight, scale};
 }
 
-std::optional<Raster> render(const BoardBundle& bundle, double maxPixel) {
+std::optional<Raster> render(const BoardBundle& bundle, double maxPixel, const SkippedImageHandler& onSkipped) {
   const BoardLayout layout(bundle.manifest.items, CaptionHeights{});
   const auto budget = pixelBudget(layout.width, layout.height, maxPixel);
   if (!budget || budget->width > std::numeric_limits<std::int32_t>::max() ||
@@ -38,7 +38,7 @@ std::optional<Raster> render(const BoardBundle& bundle, double maxPixel) {
     context.fillRect({0, 0, static_cast<double>(width), static_cast<double>(height)}, {1, 1, 1, 1});
     context.scale(budget->scale, budget->scale);
     BoardCGRenderer::draw(layout, context, HTMLExporter::fullResolutionImageViews(bundle),
-                          bundle.manifest.board.canvas.backgroundColor);
+                          bundle.manifest.board.canvas.backgroundColor, onSkipped);
   });
 }
 

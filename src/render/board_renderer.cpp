@@ -49,14 +49,23 @@ void drawWrapped(DrawingContext& context, std::string_view text, const Font& fon
   context.drawTextBox(text, font, color, alignment, {rect.x, rect.maxY() - boxHeight, rect.width, boxHeight});
 }
 
-bool drawImageItem(DrawingContext& context, const CanvasItem& item, const Rect& rect,
-                   const ImageViewMap& images) {
+bool drawImageItem(DrawingContext& context, const CanvasItem& item, const Rect& rect, const ImageViewMap& images,
+                   const SkippedImageHandler& onSkipped) {
+  const auto skip = [&](SkippedImage::Reason reason, std::string library = {}) {
+    if (onSkipped) onSkipped({item.id, item.image.value_or(""), reason, std::move(library)});
+    return false;
+  };
   const auto found = images.find(item.id);
-  if (found == images.end()) return false;
+  if (found == images.end()) return skip(SkippedImage::Reason::missingEntry);
   const Point ppu = context.pixelsPerUnit();
   const std::optional<Raster> raster = ImageDecoder::decode(
       found->second.data, targetPixels(rect.width * ppu.x), targetPixels(rect.height * ppu.y));
-  if (!raster) return false;
+  if (!raster) {
+    if (!onSkipped) return false;
+    if (auto library = ImageDecoder::missingCodecLibrary(found->second.data))
+      return skip(SkippedImage::Reason::codecMissing, std::move(*library));
+    return skip(SkippedImage::Reason::undecodable);
+  }
   context.drawImage(*raster, rect);
   return true;
 }
@@ -123,10 +132,10 @@ TextAlignment captionAlignment(const std::optional<CaptionAlignment>& alignment)
 
 // False when the item is skipped entirely, which also drops its caption.
 bool drawItem(DrawingContext& context, const CanvasItem& item, const Rect& rect, const ImageViewMap& images,
-              std::string_view background) {
+              std::string_view background, const SkippedImageHandler& onSkipped) {
   switch (item.type) {
     case CanvasItem::Type::image:
-      return drawImageItem(context, item, rect, images);
+      return drawImageItem(context, item, rect, images, onSkipped);
     case CanvasItem::Type::text:
       if (!item.text) return false;
       if (const auto color = cgColor(item.text->color))
@@ -181,18 +190,19 @@ std::optional<Color> cgColor(std::string_view hex) {
 }
 
 void draw(const BoardLayout& layout, DrawingContext& context, const ImageMap& images,
-          std::string_view backgroundHex) {
-  draw(layout, context, viewsOf(images), backgroundHex);
+          std::string_view backgroundHex, const SkippedImageHandler& onSkipped) {
+  draw(layout, context, viewsOf(images), backgroundHex, onSkipped);
 }
 
 void draw(const BoardLayout& layout, DrawingContext& context, const ImageViewMap& images,
-          std::string_view backgroundHex) {
+          std::string_view backgroundHex, const SkippedImageHandler& onSkipped) {
   if (const auto background = cgColor(backgroundHex))
     context.fillRect({0, 0, std::max(layout.width, 1.0), std::max(layout.height, 1.0)}, *background);
   const Color chrome = chromeColor(backgroundHex);
   for (const BoardLayout::PlacedItem& placed : layout.items) {
     const CanvasItem& item = placed.item;
-    if (!drawItem(context, item, itemRect(placed.frame, layout.height), images, backgroundHex)) continue;
+    if (!drawItem(context, item, itemRect(placed.frame, layout.height), images, backgroundHex, onSkipped))
+      continue;
     if (placed.captionFrame && item.caption && !item.caption->empty())
       drawWrapped(context, *item.caption, {FontFace::monospaceItalic, CaptionStyle::fontSize}, chrome,
                   captionAlignment(item.captionAlignment), itemRect(*placed.captionFrame, layout.height));

@@ -21,7 +21,7 @@ void ThumbnailProvider::provideThumbnail(const ThumbnailRequest& request,
     }
     const Size& maximum = request.maximumSize;
     const double longer = maximum.width <= maximum.height ? maximum.height : maximum.width;
-    picture = BoardPreviewRenderer::render(bundle, longer * request.scale);
+    picture = BoardPreviewRenderer::render(bundle, longer * request.scale, request.onImageLeftOut);
   }  // the bundle, with every image's bytes, is gone before the reply is made
   if (!picture) {
     completion(std::nullopt, std::nullopt);

@@ -1,6 +1,7 @@
 #include "output_file.hpp"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -80,6 +81,23 @@ void writeFileAtomically(const std::filesystem::path& path, std::span<const std:
 
 void writeFileAtomically(const std::filesystem::path& path, std::string_view text, Flush flush) {
   writeFileAtomically(path, [&](OutputSink& sink) { sink.write(text); }, flush);
+}
+
+bool writeIntoEmptyFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes) {
+  const int fd = ::open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return false;
+  struct stat status {};
+  if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size != 0) {
+    ::close(fd);
+    return false;
+  }
+  OutputSink sink(fd);
+  int error = sink.write(bytes) ? 0 : sink.error();
+  // Back to empty, so the reader finds no picture rather than part of one.
+  [[maybe_unused]] const int emptied = error != 0 ? ::ftruncate(fd, 0) : 0;
+  if (::close(fd) != 0 && error == 0) error = errno;
+  if (error != 0) raise(error, "cannot write the output file", path);
+  return true;
 }
 
 }  // namespace zorvi::cli

@@ -42,4 +42,11 @@ void writeFileAtomically(const std::filesystem::path& path, std::span<const std:
                          Flush flush = Flush::toDisk);
 void writeFileAtomically(const std::filesystem::path& path, std::string_view text, Flush flush = Flush::toDisk);
 
+// Some file managers (tumbler) create the output file empty, pass its name, and read the picture back
+// through a handle they keep open, so a file renamed over that name goes unseen. An existing empty
+// regular file therefore gets the bytes written into it; there is nothing in it to lose. False, with
+// nothing done, when path is not such a file. Throws std::filesystem::filesystem_error when the write
+// fails, leaving the file empty again.
+bool writeIntoEmptyFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes);
+
 }  // namespace zorvi::cli

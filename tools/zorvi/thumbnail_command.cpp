@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -164,6 +165,34 @@ double numberOption(const Arguments& arguments, const std::string& name, double 
   return value;
 }
 
+// One line per cause, so a person learns why a picture lacks an image without a line per item.
+void warnAboutLeftOutImages(const std::filesystem::path& board, const std::vector<SkippedImage>& skipped) {
+  std::map<std::string, std::vector<std::string>> byCause;
+  for (const SkippedImage& image : skipped) {
+    std::string cause;
+    switch (image.reason) {
+      case SkippedImage::Reason::missingEntry:
+        cause = "the board holds no entry for it";
+        break;
+      case SkippedImage::Reason::undecodable:
+        cause = "its bytes are not an image that can be decoded";
+        break;
+      case SkippedImage::Reason::codecMissing:
+        cause = "its codec library " + image.library + " is not installed";
+        break;
+    }
+    byCause[cause].push_back(image.image.empty() ? image.item.string() : image.image);
+  }
+  for (const auto& [cause, images] : byCause) {
+    std::string line = "zorvi: warning: " + board.string() + ": " +
+                       (images.size() == 1 ? "image " + images[0] + " left out: "
+                                           : std::to_string(images.size()) + " images left out (" + images[0] +
+                                                 (images.size() > 2 ? ", …" : ", " + images[1]) + "): ") +
+                       cause + "\n";
+    if (write(reportFd, line.data(), line.size()) < 0) return;
+  }
+}
+
 int report(const std::filesystem::path& path, std::string_view what, int status) {
   const std::string line = "zorvi: " + path.string() + ": " + std::string(what) + "\n";
   std::fwrite(line.data(), 1, line.size(), stderr);
@@ -185,16 +214,18 @@ int runThumbnail(const Arguments& arguments) {
   try {
     std::optional<ThumbnailReply> reply;
     std::optional<BoardArchiveError> error;
+    std::vector<SkippedImage> skipped;
     {
       const MuteLibraries mute(sandboxed);
       ThumbnailProvider().provideThumbnail(
-          {board, {size, size}, scale},
+          {board, {size, size}, scale, [&](const SkippedImage& image) { skipped.push_back(image); }},
           [&](std::optional<ThumbnailReply> r, std::optional<BoardArchiveError> e) {
             reply = std::move(r);
             error = std::move(e);
           });
     }
     if (error) return reportingFailures(board, [&] { throw *error; });
+    warnAboutLeftOutImages(board, skipped);
     if (!reply) return report(board, "nothing to draw", exitNothingToDraw);
     // The reply's size is in points; the surface has the picture's own pixel size.
     const auto picture =
@@ -210,7 +241,9 @@ int runThumbnail(const Arguments& arguments) {
     const HoldLimitSignals hold;
     // A thumbnail is a cache entry, made by the hundred when a folder opens: the rename keeps it whole
     // for its reader, and one lost to a power cut is simply made again. A disk flush each is not worth it.
-    return reportingFailures(output, [&] { writeFileAtomically(output, png, Flush::none); });
+    return reportingFailures(output, [&] {
+      if (!writeIntoEmptyFile(output, png)) writeFileAtomically(output, png, Flush::none);
+    });
   } catch (const std::bad_alloc&) {
     return report(board, "memory limit reached", exitLimitReached);
   }
