@@ -18,10 +18,13 @@ packages=(
   libturbojpeg0-dev
   libgdk-pixbuf-2.0-dev libheif-dev libjxl-dev
   fonts-dejavu-core
+  # the thumbnail plugin for Dolphin and other KIO applications
+  libkf5kio-dev
   # tools the tests and benchmarks drive
   zip unzip libarchive-tools python3 imagemagick webp libavif-bin libheif-examples libjxl-tools
   libvips-tools libgdk-pixbuf2.0-bin shared-mime-info libglib2.0-bin xdg-utils
   python3-gi gir1.2-gnomedesktop-3.0 bubblewrap
+  tumbler dbus kio-extras
   chromium poppler-utils time
   hyperfine
 )

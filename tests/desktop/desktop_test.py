@@ -1,14 +1,23 @@
 #!/usr/bin/python3
 """Installs the project into a throw-away prefix and checks it the way a desktop uses it.
 
-    desktop_test.py BUILD_DIR SOURCE_DIR mime|exec|hostile|factory [--sanitized]
+    desktop_test.py BUILD_DIR SOURCE_DIR PART [--sanitized] --reference PROGRAM [--kio-preview PROGRAM]
 
 mime     shared-mime-info and gio report application/x-zorvi-board for boards, by name and by content
-exec     the installed .thumbnailer's Exec line, run as a file manager runs it, makes a thumbnail of
-         exactly the requested size that shows the board, and writes nothing else
+exec     the installed .thumbnailer's Exec line, run as a file manager runs it (bare command name on
+         PATH, from a working folder that holds a lib/ tree of its own), makes a thumbnail of exactly
+         the requested size that shows the board, text included, and writes nothing else
 hostile  through the same Exec line, a deflate bomb ends within seconds with no output
 factory  GNOME's own thumbnail factory (bubblewrap + seccomp sandbox) thumbnails a board in every
-         size class, with the same text as outside the sandbox
+         size class
+tumbler  Xfce's thumbnail service (Thunar's), started on a private D-Bus session bus, caches a
+         thumbnail of the board in every flavour
+kio      KDE's preview job (Dolphin's road) makes the thumbnail through KIO's thumbnail worker and the
+         installed plugin
+
+Every thumbnail is compared with the renderer's own picture of the same board (reference_picture),
+text included; the board's text alone differs from a text-less picture by far more than the
+tolerance, so a thumbnail without text fails.
 
 Exit 0 when everything held, 1 on the first failure, 77 (ctest's SKIP) when the machine cannot run
 a part at all, with a line saying why.
@@ -198,6 +207,35 @@ def check_picture(label, picture, manifest, size):
               f"{label}: {name} at ({px}, {py}) is {got[:3]}, want about {want_rgb} ({colour})")
 
 
+# ---- comparing with the renderer's own picture ----
+
+HELPERS = {}
+
+
+def reference(board, size, work, without_text=False):
+    name = f"reference-{size}{'-textless' if without_text else ''}.png"
+    out = os.path.join(work, name)
+    if not os.path.exists(out):
+        argv = [HELPERS["reference"], board, str(size), out] + (["--without-text"] if without_text else [])
+        done = subprocess.run(argv, capture_output=True, text=True, timeout=120)
+        check(done.returncode == 0 and done.stderr == "",
+              f"reference_picture failed ({done.returncode}): {done.stderr.strip()}")
+    return load_png(out)
+
+
+def check_matches_reference(label, picture, board, size, work):
+    """The thumbnail shows what the renderer draws, text included, within a small tolerance."""
+    want = reference(board, size, work)
+    check(picture[:2] == want[:2], f"{label}: picture is {picture[0]}x{picture[1]}, the renderer's is "
+                                   f"{want[0]}x{want[1]}")
+    text = differing_pixels(want, reference(board, size, work, without_text=True))
+    allowed = max(8, text // 10)
+    check(text > 4 * allowed, f"{label}: the board's text covers only {text} pixels, too few to tell")
+    different = differing_pixels(picture, want)
+    check(different <= allowed, f"{label}: {different} pixels differ from the renderer's picture (allowed "
+                                f"{allowed}; a picture without text differs in {text})")
+
+
 # ---- the parts ----
 
 def part_mime(build_dir, source_dir, _sanitized):
@@ -305,15 +343,23 @@ def part_exec(build_dir, source_dir, sanitized):
         board = os.path.join(prefix.work, "Hafen Übersicht.zorvi")
         shutil.copyfile(example_board(source_dir), board)
         manifest = manifest_of(board)
+        # A working folder beside a lib/ tree that is not the installed one: nothing may be taken from it.
+        decoy = os.path.join(prefix.work, "decoy")
+        for module in ("bin/zorvi/zorvi-text.so", "lib/zorvi/zorvi-text.so"):
+            os.makedirs(os.path.dirname(os.path.join(decoy, module)), exist_ok=True)
+            with open(os.path.join(decoy, module), "w") as f:
+                f.write("not a module")
         for size in SIZE_CLASSES.values():
             out_dir = tempfile.mkdtemp(dir=prefix.work)
             output = os.path.join(out_dir, "thumbnail.png")
-            done = run(exec_line(entry, board, output, size), prefix.env, cwd=out_dir)
+            done = run(exec_line(entry, board, output, size), prefix.env, cwd=os.path.join(decoy, "bin"))
             label = f"Exec at size {size}"
             check(done.returncode == 0, f"{label}: exit {done.returncode}: {done.stderr.strip()}")
+            check(done.stderr == "", f"{label}: stderr is not empty: {done.stderr.strip()}")
             check(os.listdir(out_dir) == ["thumbnail.png"], f"{label}: wrote {sorted(os.listdir(out_dir))}, want only %o")
-            check_picture(label, load_png(output), manifest, size)
-
+            picture = load_png(output)
+            check_picture(label, picture, manifest, size)
+            check_matches_reference(label, picture, board, size, prefix.work)
 
 
 def part_hostile(build_dir, source_dir, sanitized):
@@ -386,14 +432,8 @@ def part_factory(build_dir, source_dir, sanitized):
             check(os.listdir(scratch) == [], f"{label}: the thumbnailer left {os.listdir(scratch)} in its sandbox")
             sandboxed = pixbuf_reader(pixbuf)
             check_picture(label, sandboxed, manifest, size)
-
             # Without /etc/fonts the text must still be set as outside the sandbox.
-            out_dir = tempfile.mkdtemp(dir=prefix.work)
-            output = os.path.join(out_dir, "thumbnail.png")
-            done = run(exec_line(entry, local, output, size), prefix.env)
-            check(done.returncode == 0, f"{label}: unsandboxed Exec failed: {done.stderr.strip()}")
-            different = differing_pixels(sandboxed, load_png(output))
-            check(different <= 40, f"{label}: {different} pixels differ from the unsandboxed thumbnail")
+            check_matches_reference(label, sandboxed, local, size, prefix.work)
 
 
 def differing_pixels(a, b):
@@ -402,17 +442,117 @@ def differing_pixels(a, b):
                if any(abs(p - q) > 48 for p, q in zip(pa(x, y)[:3], pb(x, y)[:3])))
 
 
-PARTS = {"mime": part_mime, "exec": part_exec, "hostile": part_hostile, "factory": part_factory}
+TUMBLER_FLAVOURS = {"normal": 128, "large": 256, "x-large": 512, "xx-large": 1024}
+
+
+def part_tumbler(build_dir, source_dir, sanitized):
+    tumblerd = "/usr/lib/x86_64-linux-gnu/tumbler-1/tumblerd"
+    if not os.path.exists(tumblerd) or shutil.which("dbus-daemon") is None:
+        raise Failure("tumbler and dbus-daemon must be installed (scripts/setup.sh installs them)")
+    with Prefix(build_dir, need_sandbox_visible=False) as prefix:
+        if sanitized:
+            prefix.env["LSAN_OPTIONS"] = "print_suppressions=0:suppressions=" + os.path.join(
+                source_dir, "tests", "lsan.supp")
+        import gi
+        gi.require_version("GdkPixbuf", "2.0")
+        from gi.repository import Gio, GLib
+        board = os.path.join(prefix.work, "Harbour Light.zorvi")
+        shutil.copyfile(example_board(source_dir), board)
+        uri = Gio.File.new_for_path(board).get_uri()
+        # A bus of our own: tumblerd is started on it by D-Bus activation, with the prefix's environment,
+        # so it finds the installed .thumbnailer file and the command as Thunar's session would.
+        bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address=1"], env=prefix.env,
+                               stdout=subprocess.PIPE, text=True)
+        try:
+            address = bus.stdout.readline().strip()
+            check(address, "dbus-daemon gave no address")
+            connection = Gio.DBusConnection.new_for_address_sync(
+                address, Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT |
+                Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION, None, None)
+            for flavour, size in TUMBLER_FLAVOURS.items():
+                label = f"tumbler {flavour}"
+                outcome = tumbler_thumbnail(connection, GLib, uri, flavour)
+                check(outcome == "ready", f"{label}: tumbler answered {outcome}")
+                digest = __import__("hashlib").md5(uri.encode()).hexdigest()
+                cached = os.path.join(prefix.env["XDG_CACHE_HOME"], "thumbnails", flavour, digest + ".png")
+                check(os.path.isfile(cached), f"{label}: no thumbnail at {cached}")
+                check_matches_reference(label, load_png(cached), board, size, prefix.work)
+        finally:
+            bus.terminate()
+            bus.wait(timeout=30)
+
+
+def tumbler_thumbnail(connection, GLib, uri, flavour):
+    """Queues one thumbnail and waits for tumbler's Ready or Error signal: 'ready', or what failed."""
+    loop, outcome = GLib.MainLoop(), {}
+
+    def on_signal(_connection, _sender, _path, _interface, name, parameters):
+        if name in ("Ready", "Error"):
+            outcome.setdefault("what", "ready" if name == "Ready" else f"Error {parameters.unpack()[2:]}")
+        elif name == "Finished":
+            loop.quit()
+
+    subscription = connection.signal_subscribe(
+        None, "org.freedesktop.thumbnails.Thumbnailer1", None, "/org/freedesktop/thumbnails/Thumbnailer1",
+        None, 0, on_signal)
+    connection.call_sync("org.freedesktop.thumbnails.Thumbnailer1", "/org/freedesktop/thumbnails/Thumbnailer1",
+                         "org.freedesktop.thumbnails.Thumbnailer1", "Queue",
+                         GLib.Variant("(asasssu)", ([uri], [BOARD_TYPE], flavour, "foreground", 0)),
+                         None, 0, 60000, None)
+    GLib.timeout_add_seconds(60, loop.quit)
+    loop.run()
+    connection.signal_unsubscribe(subscription)
+    return outcome.get("what", "nothing within 60 s")
+
+
+def part_kio(build_dir, source_dir, sanitized):
+    if sanitized:
+        raise Skip("sanitizer build: KIO's worker process is not built with the sanitizers")
+    with Prefix(build_dir, need_sandbox_visible=False) as prefix:
+        plugins = os.path.join(prefix.path, "lib", "qt5", "plugins")
+        check(os.path.isfile(os.path.join(plugins, "kf5", "thumbcreator", "zorvi-thumbnailer.so")),
+              "the KDE thumbnail plugin was not installed into kf5/thumbcreator")
+        env = dict(prefix.env, QT_PLUGIN_PATH=plugins, QT_QPA_PLATFORM="offscreen",
+                   XDG_RUNTIME_DIR=os.path.join(prefix.work, "runtime"))
+        os.makedirs(env["XDG_RUNTIME_DIR"], mode=0o700)
+        board = os.path.join(prefix.work, "Harbour Light.zorvi")
+        shutil.copyfile(example_board(source_dir), board)
+        for size in (128, 256, 512):
+            label = f"KIO preview at {size}"
+            output = os.path.join(prefix.work, f"kio-{size}.png")
+            done = run([HELPERS["kio_preview"], board, str(size), output], env, timeout=120)
+            check(done.returncode == 0, f"{label}: exit {done.returncode}: {done.stderr.strip()[-400:]}")
+            check_matches_reference(label, load_png(output), board, size, prefix.work)
+        # A hostile board costs the worker seconds, not its life or memory, and gives no picture.
+        hostile = os.path.join(prefix.work, "hostile.zorvi")
+        deflate_bomb(hostile)
+        started = time.monotonic()
+        done = run([HELPERS["kio_preview"], hostile, "256", os.path.join(prefix.work, "hostile.png")], env,
+                   timeout=120)
+        check(done.returncode == 1, f"deflate bomb through KIO: exit {done.returncode}, want 1 (no preview)")
+        check(time.monotonic() - started < 40, "deflate bomb through KIO: took longer than the limits allow")
+
+
+PARTS = {"mime": part_mime, "exec": part_exec, "hostile": part_hostile, "factory": part_factory,
+         "tumbler": part_tumbler, "kio": part_kio}
 
 
 def main():
-    args = [a for a in sys.argv[1:] if a != "--sanitized"]
-    if len(args) != 3 or args[2] not in PARTS:
+    args, sanitized = [], False
+    argv = iter(sys.argv[1:])
+    for arg in argv:
+        if arg == "--sanitized":
+            sanitized = True
+        elif arg in ("--reference", "--kio-preview"):
+            HELPERS[arg[2:].replace("-", "_")] = next(argv, "")
+        else:
+            args.append(arg)
+    if len(args) != 3 or args[2] not in PARTS or "reference" not in HELPERS:
         print("usage: " + __doc__.strip().splitlines()[2].strip(), file=sys.stderr)
         return 2
     build_dir, source_dir, part = args
     try:
-        PARTS[part](build_dir, source_dir, "--sanitized" in sys.argv)
+        PARTS[part](build_dir, source_dir, sanitized)
     except Skip as reason:
         print(f"skipped: {reason}")
         return SKIP
