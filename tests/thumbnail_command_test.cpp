@@ -212,5 +212,21 @@ TEST_F(ThumbnailCommand, SaysWhyImagesAreLeftOutAndStillDrawsTheRest) {
                          "for it\n"));
 }
 
+TEST_F(ThumbnailCommand, NamesACodecLibraryThatIsNotInstalled) {
+  // The example's AVIF image, with libavif hidden behind an empty file as if it were not installed.
+  const fs::path library = fs::canonical(ZORVI_LIBAVIF_FILE);
+  const std::string hidden = "bwrap --bind / / --dev /dev --proc /proc --ro-bind /dev/null '" + library.string() + "' ";
+  if (std::system((hidden + "true 2>/dev/null").c_str()) != 0) GTEST_SKIP() << "bubblewrap cannot run here";
+  const std::string example = ZORVI_SOURCE_DIR "/examples/example.zorvi";
+  const fs::path errors = dir / "errors", info = dir / "info";
+  const std::string missing = "its codec library libavif.so";
+  EXPECT_EQ(std::system((hidden + "'" ZORVI_COMMAND "' thumbnail '" + example + "' '" + out + "' 2>'" +
+                         errors.string() + "'").c_str()), 0);
+  EXPECT_EQ(contents(errors).substr(0, contents(errors).find(missing) + missing.size()),
+            "zorvi: warning: " + example + ": image images/harbour-amber.avif left out: " + missing);
+  EXPECT_EQ(std::system((hidden + "'" ZORVI_COMMAND "' info '" + example + "' >'" + info.string() + "'").c_str()), 0);
+  EXPECT_NE(contents(info).find("format avif (" + missing), std::string::npos) << contents(info);
+}
+
 }  // namespace
 }  // namespace zorvi

@@ -5,6 +5,7 @@
 
 #include "commands.hpp"
 #include "zorvi/board_archive.hpp"
+#include "zorvi/image_decoder.hpp"
 #include "zorvi/image_formats.hpp"
 #include "zorvi/manifest_coding.hpp"
 
@@ -43,7 +44,11 @@ std::string imageItemLine(const CanvasItem& item, const BoardBundle& bundle) {
   const auto full = item.image ? bundle.images.find(*item.image) : bundle.images.end();
   const bool noImage = full == bundle.images.end();
   const bool noThumbnail = !item.thumbnail || !bundle.thumbnails.contains(*item.thumbnail);
-  if (!noImage) line += "  format " + formatName(ImageFormatDetector::identify(full->second));
+  if (!noImage) {
+    line += "  format " + formatName(ImageFormatDetector::identify(full->second));
+    if (const auto library = ImageDecoder::missingCodecLibrary(full->second))
+      line += " (its codec library " + *library + " is not installed)";
+  }
   if (noImage || noThumbnail) {
     line += "  missing: ";
     line += noImage && noThumbnail ? "image, thumbnail" : noImage ? "image" : "thumbnail";
