@@ -67,6 +67,10 @@ class DrawingContext {
   virtual Point pixelsPerUnit() const = 0;
   // Draws raster stretched to fill rect exactly, its first row at rect's top edge.
   virtual void drawImage(const Raster& raster, const Rect& rect) = 0;
+  // Draws the image that bytes (a whole image file) hold, stretched to fill rect exactly, when the target
+  // keeps pictures as files or decodes them itself; false, with nothing drawn, to have the caller decode
+  // the bytes for drawImage.
+  virtual bool drawEncodedImage(std::span<const std::uint8_t> /*bytes*/, const Rect& /*rect*/) { return false; }
   // Sets text wrapped within box's width (as TextMeasurer::wrappedHeight measures it), first line at
   // the box's top edge; lines past the bottom edge are still drawn.
   virtual void drawTextBox(std::string_view text, const Font& font, const Color& color,

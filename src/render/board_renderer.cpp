@@ -57,6 +57,7 @@ bool drawImageItem(DrawingContext& context, const CanvasItem& item, const Rect& 
   };
   const auto found = images.find(item.id);
   if (found == images.end()) return skip(SkippedImage::Reason::missingEntry);
+  if (context.drawEncodedImage(found->second.data, rect)) return true;
   const Point ppu = context.pixelsPerUnit();
   const std::optional<Raster> raster = ImageDecoder::decode(
       found->second.data, targetPixels(rect.width * ppu.x), targetPixels(rect.height * ppu.y));

@@ -1,4 +1,5 @@
 #include "commands.hpp"
+#include "export_options.hpp"
 #include "output_file.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/board_layout.hpp"
@@ -8,7 +9,6 @@
 #include "zorvi/text_measure.hpp"
 
 namespace zorvi::cli {
-namespace {
 
 namespace fs = std::filesystem;
 
@@ -24,10 +24,14 @@ CaptionHeights measureCaptions(const std::vector<CanvasItem>& items) {
   return heights;
 }
 
+namespace {
+
 std::string option(const Arguments& arguments, std::string_view name, std::string fallback = {}) {
   const auto found = arguments.options.find(name);
   return found == arguments.options.end() ? fallback : found->second;
 }
+
+}  // namespace
 
 PageSetup pageSetup(const Arguments& arguments, const Board& board) {
   PageSetup setup = board.pageSetup.value_or(PageSetup::defaultSetup());
@@ -55,36 +59,15 @@ PageExportChrome chromeFrom(const Arguments& arguments) {
   return chrome;
 }
 
-std::string pagedDocument(const BoardBundle& bundle, const Arguments& arguments,
-                          const std::optional<EmbeddedImage>& logo) {
-  const CaptionHeights heights = measureCaptions(bundle.manifest.items);
+std::vector<PageExportPlan::Page> planPages(const BoardBundle& bundle, const Arguments& arguments,
+                                           const CaptionHeights& heights) {
   std::vector<Frame> frames;
   frames.reserve(bundle.manifest.items.size());
   for (const CanvasItem& item : bundle.manifest.items) frames.push_back(BoardLayout::contentFrame(item, heights));
-  const auto pages = PageExportPlan::pages(pageSetup(arguments, bundle.manifest.board), frames);
-  PageExportChrome chrome = chromeFrom(arguments);
-  chrome.logo = logo;
-  return HTMLExporter::exportPaged(bundle, HTMLExporter::fullResolutionImages(bundle), pages, heights, chrome);
+  return PageExportPlan::pages(pageSetup(arguments, bundle.manifest.board), frames);
 }
 
-}  // namespace
-
-int runExport(const Arguments& arguments) {
-  const bool paged = !arguments.operands.empty() && arguments.operands[0] == "pages";
-  if (!paged && (arguments.operands.empty() || arguments.operands[0] != "html")) {
-    throw UsageError("the first operand must be html or pages");
-  }
-  if (paged) {
-    arguments.expect(3, {"format", "orientation", "cover", "branding", "margin", "sender", "logo", "label-client",
-                         "label-model", "label-date", "label-location"});
-  } else {
-    arguments.expect(3);
-  }
-  const fs::path board = arguments.operands[1];
-  const fs::path out = arguments.operands[2];
-  if (paged) pageSetup(arguments, Board{});  // refuse a bad --format before any work
-
-  std::optional<EmbeddedImage> logo;
+int readLogo(const Arguments& arguments, std::optional<EmbeddedImage>& logo) {
   if (const auto path = arguments.options.find("logo"); path != arguments.options.end()) {
     Bytes bytes;
     if (const int status = reportingFailures(path->second, [&] { bytes = readWholeFile(path->second); });
@@ -101,6 +84,42 @@ int runExport(const Arguments& arguments) {
       return fail(path->second, "logo", what + "; use JPEG, PNG, WebP or AVIF");
     }
   }
+  return exitSuccess;
+}
+
+namespace {
+
+std::string pagedDocument(const BoardBundle& bundle, const Arguments& arguments,
+                          const std::optional<EmbeddedImage>& logo) {
+  const CaptionHeights heights = measureCaptions(bundle.manifest.items);
+  const auto pages = planPages(bundle, arguments, heights);
+  PageExportChrome chrome = chromeFrom(arguments);
+  chrome.logo = logo;
+  return HTMLExporter::exportPaged(bundle, HTMLExporter::fullResolutionImages(bundle), pages, heights, chrome);
+}
+
+}  // namespace
+
+int runExport(const Arguments& arguments) {
+  if (!arguments.operands.empty() && (arguments.operands[0] == "pdf" || arguments.operands[0] == "png")) {
+    return runNativeExport(arguments);
+  }
+  const bool paged = !arguments.operands.empty() && arguments.operands[0] == "pages";
+  if (!paged && (arguments.operands.empty() || arguments.operands[0] != "html")) {
+    throw UsageError("the first operand must be html or pages");
+  }
+  if (paged) {
+    arguments.expect(3, {"format", "orientation", "cover", "branding", "margin", "sender", "logo", "label-client",
+                         "label-model", "label-date", "label-location"});
+  } else {
+    arguments.expect(3);
+  }
+  const fs::path board = arguments.operands[1];
+  const fs::path out = arguments.operands[2];
+  if (paged) pageSetup(arguments, Board{});  // refuse a bad --format before any work
+
+  std::optional<EmbeddedImage> logo;
+  if (const int status = readLogo(arguments, logo); status != exitSuccess) return status;
 
   BoardBundle bundle;
   if (const int status = reportingFailures(board, [&] { bundle = BoardArchive::read(board); }); status != exitSuccess) {

@@ -13,10 +13,11 @@ constexpr Command commands[] = {
     {"info", "summarise a board: name, schema, items, entries, page setup, header", "BOARD", runInfo},
     {"manifest", "print a board's manifest as JSON", "BOARD", runManifest},
     {"pack", "make a board from a folder holding manifest.json, images/ and thumbnails/", "DIR OUT", runPack},
-    {"export", "write a board as one HTML page, or as printable HTML pages",
-     "html|pages BOARD OUT.html [--format F] [--orientation O] [--cover] [--branding] [--margin] [--sender TEXT] "
-     "[--logo FILE] [--label-client TEXT] [--label-model TEXT] [--label-date TEXT] [--label-location TEXT]",
-     runExport, "format orientation sender logo label-client label-model label-date label-location"},
+    {"export", "write a board as one HTML page, as printable HTML pages, as a PDF to print, or as one PNG",
+     "html|pages|pdf BOARD OUT [--format F] [--orientation O] [--cover] [--branding] [--margin] [--sender TEXT] "
+     "[--logo FILE] [--label-client TEXT] [--label-model TEXT] [--label-date TEXT] [--label-location TEXT] | "
+     "png BOARD OUT.png [--compact] [--max-edge N]",
+     runExport, "format orientation sender logo label-client label-model label-date label-location max-edge"},
     {"unpack", "write a board's manifest, images and thumbnails into a folder", "BOARD DIR", runUnpack},
     {"thumbnail", "draw a board into a PNG whose longer side is N × S pixels", "BOARD OUT.png [--size N] [--scale S] [--uncompressed]",
      runThumbnail, "size scale"},

@@ -8,67 +8,25 @@
 #include <limits>
 #include <memory>
 
+#include "render/cairo/cairo_shapes.hpp"
 #include "render/text/text_engine.hpp"
 
 namespace zorvi {
-namespace {
-
-bool finite(double v) { return std::isfinite(v); }
-bool finite(const Rect& r) { return finite(r.x) && finite(r.y) && finite(r.width) && finite(r.height); }
-
-void setColor(cairo_t* cr, const Color& c) { cairo_set_source_rgba(cr, c.red, c.green, c.blue, c.alpha); }
-
-// Keeps one call's settings (source, line style, transforms) from reaching the next.
-class Scoped {
- public:
-  explicit Scoped(cairo_t* cr) : cr_(cr) { cairo_save(cr_); }
-  ~Scoped() { cairo_restore(cr_); }
-  Scoped(const Scoped&) = delete;
-  Scoped& operator=(const Scoped&) = delete;
-
- private:
-  cairo_t* cr_;
-};
-
-}  // namespace
+using namespace cairo_shapes;
 
 CairoContext::CairoContext(cairo_t* cr, double heightInPixels) : cr_(cr) {
   cairo_translate(cr_, 0, heightInPixels);
   cairo_scale(cr_, 1, -1);
 }
 
-void CairoContext::fillRect(const Rect& rect, const Color& color) {
-  if (!finite(rect)) return;
-  Scoped scoped(cr_);
-  cairo_rectangle(cr_, rect.x, rect.y, rect.width, rect.height);
-  setColor(cr_, color);
-  cairo_fill(cr_);
-}
+void CairoContext::fillRect(const Rect& rect, const Color& color) { cairo_shapes::fillRect(cr_, rect, color); }
 
 void CairoContext::strokeRect(const Rect& rect, const Color& color, double width) {
-  if (!finite(rect) || !(width > 0) || !finite(width)) return;
-  Scoped scoped(cr_);
-  cairo_rectangle(cr_, rect.x, rect.y, rect.width, rect.height);
-  setColor(cr_, color);
-  cairo_set_line_width(cr_, width);
-  cairo_set_line_join(cr_, CAIRO_LINE_JOIN_MITER);
-  cairo_stroke(cr_);
+  cairo_shapes::strokeRect(cr_, rect, color, width);
 }
 
 void CairoContext::strokePolyline(std::span<const Point> points, const Stroke& stroke) {
-  if (points.size() < 2 || !(stroke.width > 0) || !finite(stroke.width)) return;
-  for (const Point& p : points)
-    if (!finite(p.x) || !finite(p.y)) return;
-  Scoped scoped(cr_);
-  cairo_new_path(cr_);
-  cairo_move_to(cr_, points[0].x, points[0].y);
-  for (const Point& p : points.subspan(1)) cairo_line_to(cr_, p.x, p.y);
-  setColor(cr_, stroke.color);
-  cairo_set_line_width(cr_, stroke.width);
-  cairo_set_line_cap(cr_, CAIRO_LINE_CAP_ROUND);
-  cairo_set_line_join(cr_, CAIRO_LINE_JOIN_ROUND);
-  if (stroke.dash) cairo_set_dash(cr_, stroke.dash->data(), 2, 0);
-  cairo_stroke(cr_);
+  cairo_shapes::strokePolyline(cr_, points, stroke);
 }
 
 void CairoContext::save() {
@@ -82,47 +40,18 @@ void CairoContext::restore() {
   --depth_;
 }
 
-void CairoContext::scale(double sx, double sy) {
-  // A singular or non-finite scale would put Cairo in a sticky error state that ends all drawing.
-  if (!finite(sx) || !finite(sy) || sx == 0 || sy == 0) return;
-  cairo_scale(cr_, sx, sy);
-}
+void CairoContext::scale(double sx, double sy) { cairo_shapes::scale(cr_, sx, sy); }
 
-Point CairoContext::pixelsPerUnit() const {
-  double dx = 1, dy = 0;
-  cairo_user_to_device_distance(cr_, &dx, &dy);
-  double ex = 0, ey = 1;
-  cairo_user_to_device_distance(cr_, &ex, &ey);
-  return {std::hypot(dx, dy), std::hypot(ex, ey)};
-}
+Point CairoContext::pixelsPerUnit() const { return deviceUnitsPerUnit(cr_); }
 
 void CairoContext::drawImage(const Raster& raster, const Rect& rect) {
-  if (raster.width <= 0 || raster.height <= 0 ||
-      raster.pixels.size() !=
-          static_cast<std::size_t>(raster.width) * static_cast<std::size_t>(raster.height))
-    return;
-  if (!finite(rect) || !(rect.width > 0) || !(rect.height > 0)) return;
+  if (!drawable(raster, rect)) return;
   // Cairo only reads the pixels here; the cast is what its C interface asks for.
   auto* data = reinterpret_cast<unsigned char*>(const_cast<std::uint32_t*>(raster.pixels.data()));
   cairo_surface_t* image = cairo_image_surface_create_for_data(data, CAIRO_FORMAT_ARGB32, raster.width,
                                                                raster.height, raster.width * 4);
-  cairo_pattern_t* pattern = cairo_pattern_create_for_surface(image);
-  // Maps the rectangle onto the whole picture, its top edge (max y) onto the picture's first row.
-  cairo_matrix_t matrix;
-  const double sx = raster.width / rect.width;
-  const double sy = raster.height / rect.height;
-  cairo_matrix_init(&matrix, sx, 0, 0, -sy, -rect.x * sx, rect.maxY() * sy);
-  cairo_pattern_set_matrix(pattern, &matrix);
-  cairo_pattern_set_filter(pattern, CAIRO_FILTER_GOOD);
   // Edge pixels repeat outward, so a stretched picture keeps solid edges instead of fading out.
-  cairo_pattern_set_extend(pattern, CAIRO_EXTEND_PAD);
-  {
-    Scoped scoped(cr_);
-    cairo_rectangle(cr_, rect.x, rect.y, rect.width, rect.height);
-    cairo_set_source(cr_, pattern);
-    cairo_fill(cr_);
-  }
-  cairo_pattern_destroy(pattern);
+  fillWithSurface(cr_, image, raster.width, raster.height, rect, CAIRO_EXTEND_PAD);
   cairo_surface_finish(image);
   cairo_surface_destroy(image);
 }

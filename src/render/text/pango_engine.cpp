@@ -1,4 +1,5 @@
 #include "render/text/pango_text.hpp"
+#include "render/text/pdf_document.hpp"
 #include "render/text/text_engine.hpp"
 
 namespace zorvi::text {
@@ -34,6 +35,9 @@ class PangoEngine final : public Engine {
     PangoLayoutLine* line = pango_layout_get_line_readonly(layout.get(), 0);
     if (line == nullptr) return;
     onto(canvas, [&](cairo_t* cr) { pango_cairo_show_layout_line(cr, line); });
+  }
+  Document* openPDF(WriteBytes write, void* closure, std::string_view title) const override {
+    return openPDFDocument(write, closure, title);
   }
 
  private:

@@ -6,6 +6,8 @@
 #include <cairo.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <span>
 #include <optional>
 #include <string_view>
 
@@ -26,6 +28,31 @@ struct Canvas {
   Color color;
 };
 
+// A PDF document that the module's Cairo writes, so that the text Pango sets in it stays text. Made by
+// Engine::openPDF; destroy() ends it.
+class Document {
+ public:
+  // Starts a sheet of width × height points. Its context draws y-up from the sheet's bottom-left corner,
+  // one unit a point, until the next sheet or finish.
+  virtual DrawingContext& beginSheet(double widthPt, double heightPt) = 0;
+  // Moves the origin of the current sheet's later drawing by (x, y) current units.
+  virtual void translate(double x, double y) = 0;
+  // Draws a JPEG file stretched to fill rect, embedded as the bytes it is; the bytes must outlive the
+  // document. Images of equal key are stored once.
+  virtual void drawJPEG(std::span<const std::uint8_t> bytes, std::uint64_t key, const Rect& rect) = 0;
+  // Draws raster stretched to fill rect; rasters of equal key are stored once.
+  virtual void drawRaster(const Raster& raster, std::uint64_t key, const Rect& rect) = 0;
+  // Ends the last sheet and the file; false when Cairo or the writer failed at any point.
+  virtual bool finish() = 0;
+  virtual void destroy() = 0;
+
+ protected:
+  ~Document() = default;
+};
+
+// Takes a document's bytes in order; false when they could not be written.
+using WriteBytes = bool (*)(void* closure, const unsigned char* data, unsigned int length);
+
 class Engine {
  public:
   virtual double wrappedHeight(std::string_view text, const Font& font, double width) const = 0;
@@ -36,6 +63,8 @@ class Engine {
                            TextAlignment alignment) const = 0;
   virtual void showLine(const Canvas& canvas, std::string_view text, const Font& font,
                         std::optional<double> truncateWidth) const = 0;
+  // A new PDF document titled title, or null when Cairo can't make one.
+  virtual Document* openPDF(WriteBytes write, void* closure, std::string_view title) const = 0;
 
  protected:
   ~Engine() = default;
