@@ -1,0 +1,397 @@
+// `zorvi export pdf` and `zorvi export png` checked on the files they write, through poppler's tools and
+// against the paged HTML export and the board renderer.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "support/board_files.hpp"
+#include "support/test_images.hpp"
+#include "zorvi/board_archive.hpp"
+#include "zorvi/board_renderer.hpp"
+#include "zorvi/html_exporter.hpp"
+#include "zorvi/manifest_coding.hpp"
+#include "zorvi/native_export.hpp"
+
+namespace zorvi {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::quoted;
+using testing::readFile;
+using testing::readText;
+
+Uuid id(std::uint8_t n) {
+  Uuid uuid;
+  uuid.bytes[15] = n;
+  return uuid;
+}
+
+CanvasItem text(std::uint8_t n, std::string content, Frame frame) {
+  return CanvasItem(id(n), TextContent{std::move(content), "#202020", 24}, frame, n, false, std::nullopt);
+}
+
+CanvasItem picture(std::uint8_t n, std::string entry, Frame frame, PixelSize natural = {64, 48},
+                   std::optional<std::string> caption = std::nullopt) {
+  return CanvasItem(id(n), "images/" + entry, "thumbnails/" + entry, frame, n, natural, {}, std::move(caption),
+                    std::nullopt, false, std::nullopt);
+}
+
+CanvasItem shape(std::uint8_t n, std::string title, Frame frame) {
+  return CanvasItem(id(n), ShapeContent{"#C8D8E8", "#203040", 4, std::move(title), std::nullopt}, frame, n, false,
+                    std::nullopt);
+}
+
+CanvasItem drawing(std::uint8_t n, Frame frame) {
+  return CanvasItem(id(n), DrawingContent{{{0, 0}, {0.5, 1}, {1, 0.2}}, "#D02030", 6, DrawingContent::LineStyle::dashed},
+                    frame, n, false, std::nullopt);
+}
+
+// "Page    3 size: 594.98 x 841.75 pts" lines of pdfinfo, as (width, height) per page.
+std::vector<std::pair<double, double>> sheetSizes(const std::string& info) {
+  std::vector<std::pair<double, double>> sizes;
+  const std::regex line(R"(Page +\d+ size: +([0-9.]+) x ([0-9.]+) pts)");
+  for (auto it = std::sregex_iterator(info.begin(), info.end(), line); it != std::sregex_iterator(); ++it)
+    sizes.emplace_back(std::stod((*it)[1]), std::stod((*it)[2]));
+  return sizes;
+}
+
+std::string withoutSpaces(std::string text) {
+  std::erase_if(text, [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; });
+  return text;
+}
+
+// A binary PPM (P6) as a Raster.
+Raster readPPM(const fs::path& path) {
+  const Bytes bytes = readFile(path);
+  Raster raster;
+  std::size_t at = 0;
+  std::vector<long> numbers;
+  while (numbers.size() < 3 && at < bytes.size()) {  // width, height, maximum after "P6"
+    while (at < bytes.size() && !std::isdigit(bytes[at])) ++at;
+    long value = 0;
+    while (at < bytes.size() && std::isdigit(bytes[at])) value = value * 10 + (bytes[at++] - '0');
+    numbers.push_back(value);
+    if (numbers.size() == 1 && value == 6) numbers.clear();  // the 6 of "P6"
+  }
+  ++at;
+  if (numbers.size() < 3) return raster;
+  raster.width = static_cast<std::int32_t>(numbers[0]);
+  raster.height = static_cast<std::int32_t>(numbers[1]);
+  for (std::size_t i = at; i + 2 < bytes.size(); i += 3)
+    raster.pixels.push_back(0xFF000000u | std::uint32_t{bytes[i]} << 16 | std::uint32_t{bytes[i + 1]} << 8 | bytes[i + 2]);
+  return raster;
+}
+
+// The share of pixels where some channel differs by more than tolerance; 1 for pictures of other sizes.
+double differingShare(const Raster& a, const Raster& b, int tolerance) {
+  if (a.width != b.width || a.height != b.height || a.pixels.size() != b.pixels.size() || a.pixels.empty()) return 1;
+  std::size_t differing = 0;
+  for (std::size_t i = 0; i < a.pixels.size(); ++i)
+    for (int shift = 0; shift < 24; shift += 8) {
+      const int d = static_cast<int>((a.pixels[i] >> shift) & 0xFF) - static_cast<int>((b.pixels[i] >> shift) & 0xFF);
+      if (std::abs(d) > tolerance) {
+        ++differing;
+        break;
+      }
+    }
+  return static_cast<double>(differing) / static_cast<double>(a.pixels.size());
+}
+
+// A raster composited over white, as the PNG export and pdftoppm give it.
+Raster overWhite(Raster raster) {
+  for (std::uint32_t& p : raster.pixels) {
+    const std::uint32_t white = 255 - (p >> 24);
+    p = 0xFF000000u | (((p >> 16) & 0xFF) + white) << 16 | (((p >> 8) & 0xFF) + white) << 8 | ((p & 0xFF) + white);
+  }
+  return raster;
+}
+
+class NativeExport : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    photo = new Bytes;
+    // A photo-like JPEG made by a common encoder, so its markers are those of real files.
+    testing::TemporaryFolder made;
+    if (testing::shell("cd " + quoted(made.path) +
+                       " && convert -seed 3 -size 320x240 plasma:red-blue -quality 85 p.jpg >/dev/null 2>&1") == 0)
+      *photo = readFile(made.path / "p.jpg");
+  }
+  static void TearDownTestSuite() { delete photo; }
+
+  BoardBundle board(std::vector<CanvasItem> items, std::optional<BoardHeader> header = std::nullopt) {
+    BoardBundle bundle;
+    bundle.manifest = ManifestCoder::decode(testing::manifestJson());
+    bundle.manifest.board.header = std::move(header);
+    bundle.manifest.items = std::move(items);
+    bundle.images = {{"images/p.jpg", *photo},
+                     {"images/b.png", testing::bandedPNG(60, 40, {{1, 0.8, 0, 1}, {0, 0.5, 0.2, 1}})}};
+    testing::writeFile(work.path / "b.zorvi", BoardArchive::encode(bundle));
+    return bundle;
+  }
+
+  // The exit status and stderr of `zorvi ARGUMENTS`.
+  std::pair<int, std::string> zorvi(const std::string& arguments) {
+    const fs::path err = scratch.path / "stderr";
+    const int status = testing::shell(quoted(ZORVI_COMMAND) + " " + arguments + " > /dev/null 2> " + quoted(err));
+    return {status, readText(err)};
+  }
+  std::string output(const std::string& command) {
+    const fs::path out = scratch.path / "stdout";
+    testing::shell(command + " > " + quoted(out) + " 2>/dev/null");
+    return readText(out);
+  }
+  std::string path(const std::string& name) { return quoted(work.path / name); }
+  std::string sheetText(int sheet) {
+    const std::string k = std::to_string(sheet);
+    return output("pdftotext -f " + k + " -l " + k + " " + path("b.pdf") + " -");
+  }
+
+  static Bytes* photo;
+  testing::TemporaryFolder scratch, work;
+};
+
+Bytes* NativeExport::photo = nullptr;
+
+TEST_F(NativeExport, SheetsMatchThePagedHTMLExport) {
+  ASSERT_FALSE(photo->empty());
+  const BoardHeader header{.title = "Spring", .client = "ACME", .notes = "Bring samples"};
+  struct Row {
+    std::string name;
+    std::vector<CanvasItem> items;
+    std::string options;
+    std::vector<std::vector<std::string>> sheetTexts;  // what each sheet's text holds, in order
+  };
+  const Row rows[] = {
+      {"one page", {text(1, "Hello page", {100, 100, 400, 100})}, "", {{"Hello page"}}},
+      {"reading order across rows",
+       {text(1, "second", {1000, 100, 300, 60}), text(2, "third", {100, 1400, 300, 60}),
+        text(3, "first", {100, 100, 300, 60})},
+       "",
+       {{"first"}, {"second"}, {"third"}}},
+      // Its caption starts left of the page boundary; the picture itself is on both (see the JPEG test).
+      {"straddling item", {picture(1, "p.jpg", {850, 100, 200, 150}, {320, 240}, "Dusk")}, "", {{"Dusk"}, {}}},
+      {"negative columns",
+       {shape(1, "Left", {-500, 100, 300, 200}), text(2, "Right", {100, 100, 300, 60})},
+       "",
+       {{"Left"}, {"Right"}}},
+      {"cover with branding and margins",
+       {text(1, "Inside", {100, 100, 300, 60}), drawing(2, {1000, 100, 200, 100})},
+       "--cover --branding --margin --sender ' Studio ' --label-client Kunde",
+       {{"Spring", "KundeACME", "Bring samples", "Studio", "1/3"}, {"Inside", "Studio", "2/3"}, {"Studio", "3/3"}}},
+      {"landscape", {text(1, "Wide", {1200, 100, 300, 60})}, "--format a3 --orientation landscape", {{"Wide"}}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    board(row.items, header);
+    const std::string args = path("b.zorvi") + " ";
+    ASSERT_EQ(zorvi("export pages " + args + path("b.html") + " " + row.options), std::make_pair(0, std::string()));
+    ASSERT_EQ(zorvi("export pdf " + args + path("b.pdf") + " " + row.options), std::make_pair(0, std::string()));
+
+    const std::string html = readText(work.path / "b.html");
+    std::smatch size;
+    ASSERT_TRUE(std::regex_search(html, size, std::regex(R"(@page \{ size: ([0-9.]+)pt ([0-9.]+)pt)")));
+    std::size_t htmlPages = 0;
+    for (auto at = html.find(R"(<div class="page")"); at != std::string::npos; at = html.find(R"(<div class="page")", at + 1))
+      ++htmlPages;
+
+    const auto sheets = sheetSizes(output("pdfinfo -f 1 -l 1000 " + path("b.pdf")));
+    ASSERT_EQ(sheets.size(), htmlPages);
+    ASSERT_EQ(sheets.size(), row.sheetTexts.size());
+    for (const auto& [width, height] : sheets) {
+      EXPECT_NEAR(width, std::stod(size[1]), 0.01);
+      EXPECT_NEAR(height, std::stod(size[2]), 0.01);
+    }
+    for (std::size_t k = 0; k < sheets.size(); ++k) {
+      const std::string found = withoutSpaces(sheetText(static_cast<int>(k + 1)));
+      for (const std::string& piece : row.sheetTexts[k])
+        EXPECT_NE(found.find(withoutSpaces(piece)), std::string::npos) << "sheet " << k + 1 << ": " << piece << " in " << found;
+    }
+    EXPECT_NE(output("pdfinfo " + path("b.pdf")).find("Title:           Spring"), std::string::npos);
+  }
+}
+
+TEST_F(NativeExport, JPEGsAreEmbeddedAsTheirOwnBytesOnce) {
+  ASSERT_FALSE(photo->empty());
+  // The JPEG straddles two pages; the PNG is decoded and stored as pixels.
+  board({picture(1, "p.jpg", {850, 100, 200, 150}, {320, 240}), picture(2, "b.png", {100, 400, 60, 40}, {60, 40})});
+  ASSERT_EQ(zorvi("export pdf " + path("b.zorvi") + " " + path("b.pdf")).first, 0);
+
+  const std::string list = output("pdfimages -list " + path("b.pdf"));
+  const std::regex row(R"(\n +(\d+) +\d+ +image +(\d+) +(\d+) +\w+ +\d+ +\d+ +(\w+) +\w+ +(\d+))");
+  std::map<std::string, std::vector<std::string>> objectsByEncoding;
+  for (auto it = std::sregex_iterator(list.begin(), list.end(), row); it != std::sregex_iterator(); ++it) {
+    const std::string size = (*it)[2].str() + "x" + (*it)[3].str();
+    objectsByEncoding[(*it)[4].str() + " " + size].push_back((*it)[5]);
+  }
+  ASSERT_EQ(objectsByEncoding["jpeg 320x240"].size(), 2u) << list;
+  EXPECT_EQ(objectsByEncoding["jpeg 320x240"][0], objectsByEncoding["jpeg 320x240"][1]) << list;
+  EXPECT_EQ(objectsByEncoding["image 60x40"].size(), 1u) << list;
+
+  ASSERT_EQ(testing::shell("pdfimages -j -f 2 -l 2 " + path("b.pdf") + " " + path("x")), 0);
+  EXPECT_EQ(readFile(work.path / "x-000.jpg"), *photo);
+  // No picture is stored twice: the file is little more than the photo.
+  EXPECT_LT(fs::file_size(work.path / "b.pdf"), photo->size() + 40000);
+}
+
+TEST_F(NativeExport, ASheetLooksLikeTheRenderersPictureOfItsTile) {
+  ASSERT_FALSE(photo->empty());
+  const BoardBundle bundle = board({shape(1, "Section", {40, 40, 700, 500}), picture(2, "p.jpg", {80, 120, 320, 240}, {320, 240}),
+                                    picture(3, "b.png", {440, 120, 240, 160}, {60, 40}), drawing(4, {100, 600, 600, 300}),
+                                    text(5, "A text item set in the sheet", {100, 950, 500, 100}),
+                                    text(6, "Running past the edge", {800, 1200, 400, 60})});
+  ASSERT_EQ(zorvi("export pdf " + path("b.zorvi") + " " + path("b.pdf")).first, 0);
+  // One pixel per world unit (110 dots per inch, which pdftoppm would round up to 910 × 1287).
+  ASSERT_EQ(testing::shell("pdftoppm -scale-to-x 909 -scale-to-y 1286 -f 1 -l 1 -singlefile " + path("b.pdf") + " " +
+                           path("sheet")),
+            0);
+  const Raster sheet = readPPM(work.path / "sheet.ppm");
+
+  const BoardLayout layout(bundle.manifest.items, {}, Frame{0, 0, 909, 1286});
+  const auto reference = RasterCanvas::render(909, 1286, [&](DrawingContext& context) {
+    context.fillRect({0, 0, 909, 1286}, {1, 1, 1, 1});
+    BoardCGRenderer::draw(layout, context, HTMLExporter::fullResolutionImages(bundle),
+                          bundle.manifest.board.canvas.backgroundColor);
+  });
+  ASSERT_TRUE(reference);
+  // Text and edges are smoothed by two different rasterisers; everything else must agree.
+  EXPECT_LT(differingShare(sheet, overWhite(*reference), 40), 0.01);
+  // A sheet without its JPEG would differ over the whole picture.
+  EXPECT_GT(differingShare(sheet, overWhite(*RasterCanvas::render(909, 1286, [&](DrawingContext& context) {
+              context.fillRect({0, 0, 909, 1286}, {1, 1, 1, 1});
+              BoardCGRenderer::draw(layout, context, ImageMap{}, bundle.manifest.board.canvas.backgroundColor);
+            })), 40), 0.05);
+}
+
+TEST(PNGExport, SizeFollowsTheScaleRuleAndTheLimit) {
+  CanvasItem photo = picture(1, "p.jpg", {0, 0, 1000, 500}, {3000, 1000});
+  const BoardLayout layout(std::vector<CanvasItem>{photo}, {});
+  using Scale = PNGExport::Scale;
+  struct Row {
+    PNGExport::Options options;
+    std::optional<PNGExport::PixelSize> size;
+    std::optional<NativeExportError> error;
+  };
+  const Row rows[] = {
+      {{Scale::full, 8192}, PNGExport::PixelSize{3000, 1500, 3}, std::nullopt},
+      {{Scale::full, 2000}, PNGExport::PixelSize{2000, 1000, 2}, std::nullopt},
+      {{Scale::compact, 8192}, PNGExport::PixelSize{1000, 500, 1}, std::nullopt},
+      {{Scale::compact, 333}, PNGExport::PixelSize{333, 167, 0.333}, std::nullopt},
+      {{Scale::full, 32767}, PNGExport::PixelSize{3000, 1500, 3}, std::nullopt},
+      {{Scale::full, 32768}, std::nullopt, NativeExportError::tooLarge},
+      {{Scale::full, 0}, std::nullopt, NativeExportError::tooLarge},
+      {{Scale::full, std::nan("")}, std::nullopt, NativeExportError::tooLarge},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.options.maxEdge);
+    NativeExportError error{};
+    const auto size = PNGExport::pixelSize(layout, row.options, &error);
+    ASSERT_EQ(size.has_value(), row.size.has_value());
+    if (size) {
+      EXPECT_EQ(size->width, row.size->width);
+      EXPECT_EQ(size->height, row.size->height);
+      EXPECT_DOUBLE_EQ(size->scale, row.size->scale);
+    } else {
+      EXPECT_EQ(error, *row.error);
+    }
+  }
+  NativeExportError error{};
+  EXPECT_FALSE(PNGExport::pixelSize(BoardLayout(std::vector<CanvasItem>{}, {}), {}, &error));
+  EXPECT_EQ(error, NativeExportError::nothingToDraw);
+}
+
+TEST_F(NativeExport, PNGBandsMakeTheSamePictureAsOneBitmap) {
+  ASSERT_FALSE(photo->empty());
+  // 4 pixels a unit: 2000 × 8000 pixels, several bands, with text, a picture and a drawing across their seams.
+  std::vector<CanvasItem> items{picture(1, "p.jpg", {0, 0, 500, 1400}, {2000, 5600}, "Under the photo")};
+  for (std::uint8_t n = 0; n < 8; ++n)
+    items.push_back(text(static_cast<std::uint8_t>(2 + n), "Line across a seam " + std::to_string(n),
+                         {20, 1500 + 62.5 * n, 460, 40}));
+  items.push_back(drawing(10, {0, 1000, 500, 1000}));
+  const BoardBundle bundle = board(items);
+  CaptionHeights heights{{id(1), 30}};
+  const ImageViewMap images = HTMLExporter::fullResolutionImageViews(bundle);
+
+  Bytes png;
+  ASSERT_EQ(PNGExport::write(bundle, images, heights, {}, [&](std::span<const std::uint8_t> bytes) {
+              png.insert(png.end(), bytes.begin(), bytes.end());
+              return true;
+            }),
+            std::nullopt);
+  const auto banded = ImageDecoder::decode(png, 1 << 20, 1 << 20);
+  ASSERT_TRUE(banded);
+  const BoardLayout layout(bundle.manifest.items, heights);
+  ASSERT_EQ(banded->width, static_cast<std::int32_t>(std::ceil(layout.width * 4 - 1e-6)));
+  ASSERT_EQ(banded->height, static_cast<std::int32_t>(std::ceil(layout.height * 4 - 1e-6)));
+  const auto whole = RasterCanvas::render(banded->width, banded->height, [&](DrawingContext& context) {
+    context.fillRect({0, 0, static_cast<double>(banded->width), static_cast<double>(banded->height)}, {1, 1, 1, 1});
+    context.scale(4, 4);
+    BoardCGRenderer::draw(layout, context, images, bundle.manifest.board.canvas.backgroundColor);
+  });
+  ASSERT_TRUE(whole);
+  EXPECT_LT(differingShare(*banded, overWhite(*whole), 2), 1e-4);
+
+  // A sink that stops takes the export down with it.
+  EXPECT_EQ(PNGExport::write(bundle, images, heights, {}, [](std::span<const std::uint8_t>) { return false; }),
+            NativeExportError::sinkRefused);
+}
+
+TEST_F(NativeExport, PNGCommandWritesTheScaledBoard) {
+  board({picture(1, "b.png", {0, 0, 1000, 500}, {3000, 1000})});
+  const auto pngSize = [&] {
+    const Bytes bytes = readFile(work.path / "o.png");
+    if (bytes.size() < 24) return std::make_pair(0u, 0u);
+    const auto at = [&](std::size_t i) {
+      return std::uint32_t{bytes[i]} << 24 | std::uint32_t{bytes[i + 1]} << 16 | std::uint32_t{bytes[i + 2]} << 8 | bytes[i + 3];
+    };
+    return std::make_pair(at(16), at(20));
+  };
+  const std::pair<std::string, std::pair<unsigned, unsigned>> rows[] = {
+      {"", {3000, 1500}}, {"--max-edge 1200", {1200, 600}}, {"--compact", {1000, 500}}, {"--compact --max-edge=100", {100, 50}}};
+  for (const auto& [options, size] : rows) {
+    SCOPED_TRACE(options);
+    ASSERT_EQ(zorvi("export png " + path("b.zorvi") + " " + path("o.png") + " " + options), std::make_pair(0, std::string()));
+    EXPECT_EQ(pngSize(), size);
+  }
+}
+
+TEST_F(NativeExport, FailuresPrintOneLineAndLeaveNoOutput) {
+  board({text(1, "x", {0, 0, 100, 40})});
+  testing::writeFile(work.path / "empty.zorvi", BoardArchive::encode([&] {
+                       BoardBundle empty;
+                       empty.manifest = ManifestCoder::decode(testing::manifestJson());
+                       return empty;
+                     }()));
+  const auto at = [&](const std::string& name) { return "zorvi: " + (work.path / name).string() + ": "; };
+  const std::tuple<std::string, int, std::string> rows[] = {  // arguments, status, start of the line
+      {"pdf " + path("missing.zorvi") + " " + path("out"), 1, at("missing.zorvi") + "archiveCorrupt: "},
+      {"png " + path("missing.zorvi") + " " + path("out"), 1, at("missing.zorvi") + "archiveCorrupt: "},
+      {"pdf " + path("b.zorvi") + " " + path("no/dir/out"), 1, at("no/dir/out") + "filesystem: "},
+      {"png " + path("b.zorvi") + " " + path("no/dir/out"), 1, at("no/dir/out") + "filesystem: "},
+      {"pdf " + path("empty.zorvi") + " " + path("out"), 1, at("out") + "pdf: the board has nothing to draw"},
+      {"png " + path("empty.zorvi") + " " + path("out"), 1, at("out") + "png: the board has nothing to draw"},
+      {"pdf " + path("b.zorvi") + " " + path("out") + " --format b5", 2, "zorvi export: --format"},
+      {"pdf " + path("b.zorvi") + " " + path("out") + " --compact", 2, "zorvi export: unknown option --compact"},
+      {"png " + path("b.zorvi") + " " + path("out") + " --cover", 2, "zorvi export: unknown option --cover"},
+      {"png " + path("b.zorvi") + " " + path("out") + " --max-edge 40000", 2, "zorvi export: --max-edge"},
+      {"png " + path("b.zorvi") + " " + path("out") + " --max-edge=12px", 2, "zorvi export: --max-edge"},
+      {"png " + path("b.zorvi"), 2, "zorvi export: "},
+  };
+  for (const auto& [arguments, status, err] : rows) {
+    SCOPED_TRACE(arguments);
+    testing::writeFile(work.path / "out", std::string("old"));
+    const auto [gotStatus, gotErr] = zorvi("export " + arguments);
+    EXPECT_EQ(gotStatus, status);
+    EXPECT_TRUE(gotErr.starts_with(err)) << gotErr;
+    EXPECT_EQ(std::count(gotErr.begin(), gotErr.end(), '\n'), 1) << gotErr;
+    EXPECT_EQ(readText(work.path / "out"), "old");
+    EXPECT_EQ(work.names(), (std::vector<std::string>{"b.zorvi", "empty.zorvi", "out"}));
+  }
+}
+
+}  // namespace
+}  // namespace zorvi
