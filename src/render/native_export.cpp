@@ -155,14 +155,13 @@ struct Sheets {
     const double gap = 8 * pointsPerUnit;
     if (chrome.logo) {
       const double height = PageChromeLayout::logoMaxHeightPt;
-      const std::optional<Raster> probe = ImageDecoder::decode(chrome.logo->data, 1, 1);
-      if (probe && probe->height > 0) {
-        // The decoder keeps the aspect ratio when it reduces, so the probe's ratio is the logo's.
-        const double width = height * probe->width / probe->height;
+      // Decoded whole for its aspect ratio; a logo is small, and a large one is reduced to 16 MP.
+      const std::optional<Raster> logo = ImageDecoder::decode(chrome.logo->data, std::numeric_limits<std::int32_t>::max(),
+                                                              std::numeric_limits<std::int32_t>::max());
+      if (logo && logo->height > 0) {
+        const double width = height * logo->width / logo->height;
         const Rect rect = at(left, middle - height / 2, width, height);
-        if (!context.drawEncodedImage(chrome.logo->data, rect)) {
-          if (const auto raster = ImageDecoder::decode(chrome.logo->data, 1024, 1024)) context.drawImage(*raster, rect);
-        }
+        if (!context.drawEncodedImage(chrome.logo->data, rect)) context.drawImage(*logo, rect);
         left += width + gap;
       }
     }
