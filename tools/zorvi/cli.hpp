@@ -41,6 +41,8 @@ struct Command {
   int (*run)(const Arguments& arguments);
   // Options that may also be written "--name value", separated by spaces, as "size scale".
   std::string_view spacedValueOptions = "";
+  // More lines for `zorvi NAME --help`, such as one sentence per option; none when null.
+  std::string (*details)() = nullptr;
 };
 
 // Splits words into options and operands; an option named in spacedValueOptions and written without

@@ -12,5 +12,7 @@ int runUnpack(const Arguments& arguments);
 int runUpdateCheck(const Arguments& arguments);
 int runThumbnail(const Arguments& arguments);
 int runExport(const Arguments& arguments);
+// The kinds of `zorvi export` and their options, a sentence each.
+std::string exportHelp();
 
 }  // namespace zorvi::cli

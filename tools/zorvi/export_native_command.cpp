@@ -2,6 +2,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "commands.hpp"
 #include "export_options.hpp"
 #include "output_file.hpp"
 #include "zorvi/board_archive.hpp"
@@ -49,7 +50,60 @@ PNGExport::Options pngOptions(const Arguments& arguments) {
   return options;
 }
 
+struct HelpLine {
+  std::string_view name;
+  std::string_view text;
+};
+
+constexpr HelpLine exportKinds[] = {
+    {"html", "one self-contained HTML page of the whole board"},
+    {"pages", "printable HTML pages: the board cut into pages of its page setup, with an optional cover and footer"},
+    {"pdf", "the same pages as a PDF, one sheet per page at the paper's size; use it to print"},
+    {"png", "the whole board as one PNG, captions included"},
+};
+
+constexpr HelpLine pageOptions[] = {  // pages and pdf
+    {"--format F", "paper format: a5, a4, a3, letter, legal or screen16x9 (default: the board's, else a4)"},
+    {"--orientation O", "portrait or landscape (default: the board's, else portrait)"},
+    {"--cover", "put a cover with the board's header (title, data rows, notes) first, when the header has any"},
+    {"--branding", "draw a footer on every page: the logo, the sender text and the page number \"k / T\""},
+    {"--margin", "keep a margin of 28 points on every side of every page"},
+    {"--sender TEXT", "the text at the left of the footer, after the logo"},
+    {"--logo FILE", "the picture at the left of the footer (JPEG, PNG, WebP or AVIF), 22 points high"},
+    {"--label-client TEXT", "the cover's label of the client row (default: Client)"},
+    {"--label-model TEXT", "the cover's label of the model row (default: Model)"},
+    {"--label-date TEXT", "the cover's label of the date row (default: Date)"},
+    {"--label-location TEXT", "the cover's label of the location row (default: Location)"},
+};
+
+constexpr HelpLine pictureOptions[] = {  // png
+    {"--compact", "only fit the board into the size limit, never enlarging it (default: the sharpest picture on "
+                  "the board at its own resolution)"},
+    {"--max-edge N", "the longest side in pixels, 1 to 32767 (default: 8192)"},
+};
+
+void appendLines(std::string& text, std::span<const HelpLine> lines) {
+  for (const HelpLine& line : lines) {
+    text += "  ";
+    text += line.name;
+    text += std::string(line.name.size() < 24 ? 24 - line.name.size() : 1, ' ');
+    text += line.text;
+    text += '\n';
+  }
+}
+
 }  // namespace
+
+std::string exportHelp() {
+  std::string text = "kinds:\n";
+  appendLines(text, exportKinds);
+  text += "options of pages and pdf:\n";
+  appendLines(text, pageOptions);
+  text += "options of png:\n";
+  appendLines(text, pictureOptions);
+  text.pop_back();
+  return text;
+}
 
 int runNativeExport(const Arguments& arguments) {
   const bool pdf = arguments.operands.at(0) == "pdf";

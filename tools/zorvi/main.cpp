@@ -17,7 +17,8 @@ constexpr Command commands[] = {
      "html|pages|pdf BOARD OUT [--format F] [--orientation O] [--cover] [--branding] [--margin] [--sender TEXT] "
      "[--logo FILE] [--label-client TEXT] [--label-model TEXT] [--label-date TEXT] [--label-location TEXT] | "
      "png BOARD OUT.png [--compact] [--max-edge N]",
-     runExport, "format orientation sender logo label-client label-model label-date label-location max-edge"},
+     runExport, "format orientation sender logo label-client label-model label-date label-location max-edge",
+     exportHelp},
     {"unpack", "write a board's manifest, images and thumbnails into a folder", "BOARD DIR", runUnpack},
     {"thumbnail", "draw a board into a PNG whose longer side is N × S pixels", "BOARD OUT.png [--size N] [--scale S] [--uncompressed]",
      runThumbnail, "size scale"},
@@ -50,7 +51,8 @@ int dispatch(std::span<char* const> words) {
     try {
       const Arguments arguments = parseArguments(words.subspan(1), command.spacedValueOptions);
       if (arguments.options.contains("help")) {
-        printLine(stdout, usageLine(command) + "\n" + std::string(command.summary));
+        printLine(stdout, usageLine(command) + "\n" + std::string(command.summary) +
+                              (command.details ? "\n\n" + command.details() : std::string()));
         return exitSuccess;
       }
       return command.run(arguments);
