@@ -158,8 +158,9 @@ struct Sheets {
       // Decoded whole for its aspect ratio; a logo is small, and a large one is reduced to 16 MP.
       const std::optional<Raster> logo = ImageDecoder::decode(chrome.logo->data, std::numeric_limits<std::int32_t>::max(),
                                                               std::numeric_limits<std::int32_t>::max());
-      if (logo && logo->height > 0) {
-        const double width = height * logo->width / logo->height;
+      if (logo && logo->height > 0 && right - pageWidth - gap - left > 0) {
+        // A logo wider than the footer leaves room for the page number.
+        const double width = std::min(height * logo->width / logo->height, right - pageWidth - gap - left);
         const Rect rect = at(left, middle - height / 2, width, height);
         if (!context.drawEncodedImage(chrome.logo->data, rect)) context.drawImage(*logo, rect);
         left += width + gap;
