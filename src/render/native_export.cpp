@@ -12,6 +12,7 @@
 #include <tuple>
 
 #include "render/cairo/cairo_context.hpp"
+#include "render/jpeg_encoder.hpp"
 #include "render/text/text_engine.hpp"
 #include "unicode/unicode.hpp"
 #include "zorvi/board_renderer.hpp"
@@ -63,11 +64,22 @@ struct DocumentCloser {
   void operator()(text::Document* document) const { document->destroy(); }
 };
 
+// Quality of the JPEGs that stand in for pictures a PDF can't carry as they are.
+constexpr int standInQuality = 92;
+
+bool opaque(const Raster& raster) {
+  return std::all_of(raster.pixels.begin(), raster.pixels.end(), [](std::uint32_t p) { return p >> 24 == 0xFF; });
+}
+
+// JPEGs made for pictures of other formats, by picture; they live as long as the document that holds them.
+using StandIns = std::map<std::uint64_t, Bytes>;
+
 // One sheet of the document as the board renderer sees it: drawing goes to the document's context,
 // pictures go in as their files where the format allows, else decoded whole.
 class SheetContext final : public DrawingContext {
  public:
-  SheetContext(text::Document& document, DrawingContext& sheet) : document_(document), sheet_(sheet) {}
+  SheetContext(text::Document& document, DrawingContext& sheet, StandIns& standIns)
+      : document_(document), sheet_(sheet), standIns_(standIns) {}
 
   void fillRect(const Rect& rect, const Color& color) override { sheet_.fillRect(rect, color); }
   void strokeRect(const Rect& rect, const Color& color, double width) override {
@@ -88,9 +100,26 @@ class SheetContext final : public DrawingContext {
       if (drawableRect(rect)) document_.drawJPEG(bytes, key, rect);
       return true;
     }
+    if (const auto standIn = standIns_.find(key); standIn != standIns_.end()) {
+      if (drawableRect(rect)) document_.drawJPEG(standIn->second, key, rect);
+      return true;
+    }
     const std::optional<Raster> raster = ImageDecoder::decode(bytes, std::numeric_limits<std::int32_t>::max(),
                                                               std::numeric_limits<std::int32_t>::max());
     if (!raster) return false;
+    // A PDF stores other pictures' pixels deflated, many times the size of a WebP or AVIF file. An opaque
+    // picture that was lossy already, or whose own file is larger than a fine JPEG of it (a photograph
+    // kept as PNG), goes in as that JPEG; graphics and transparent pictures keep every pixel.
+    if (opaque(*raster)) {
+      const auto format = ImageFormatDetector::identify(bytes).acceptedFormat();
+      const bool lossy = format == ImageFormat::webp || format == ImageFormat::avif;
+      if (std::optional<Bytes> jpeg = JPEGEncoder::encode(*raster, standInQuality);
+          jpeg && (lossy || jpeg->size() < bytes.size())) {
+        const Bytes& kept = standIns_.emplace(key, std::move(*jpeg)).first->second;
+        if (drawableRect(rect)) document_.drawJPEG(kept, key, rect);
+        return true;
+      }
+    }
     document_.drawRaster(*raster, key, rect);
     return true;
   }
@@ -107,12 +136,14 @@ class SheetContext final : public DrawingContext {
  private:
   text::Document& document_;
   DrawingContext& sheet_;
+  StandIns& standIns_;
 };
 
 // What every sheet of one export shares. Lengths are points, measured from the sheet's top-left corner
 // with y down, as the page chrome gives them; `at` turns them into the sheet's y-up space.
 struct Sheets {
   text::Document& document;
+  StandIns& standIns;
   const BoardBundle& bundle;
   const ImageViewMap& images;
   const CaptionHeights& captionHeights;
@@ -128,7 +159,7 @@ struct Sheets {
 
   SheetContext begin() {
     DrawingContext& sheet = document.beginSheet(widthPt, heightPt);
-    SheetContext context(document, sheet);
+    SheetContext context(document, sheet, standIns);
     if (paper) context.fillRect({0, 0, widthPt, heightPt}, *paper);
     return context;
   }
@@ -346,13 +377,14 @@ std::optional<NativeExportError> write(const BoardBundle& bundle, const ImageVie
     if (!to.refused && !to.sink(std::span<const std::uint8_t>(data, length))) to.refused = true;
     return !to.refused;
   };
+  StandIns standIns;  // outlives the document, which reads them when it is finished
   const std::unique_ptr<text::Document, DocumentCloser> document(
       engine->openPDF(write, &writer, bundle.manifest.board.name));
   if (!document) return NativeExportError::drawingFailed;
 
   const std::string_view background = bundle.manifest.board.canvas.backgroundColor;
   const bool withCover = coverWanted(bundle, chrome);
-  Sheets sheets{*document, bundle, images, captionHeights, chrome};
+  Sheets sheets{*document, standIns, bundle, images, captionHeights, chrome};
   sheets.widthPt = pages.front().worldRect.width * pointsPerUnit;
   sheets.heightPt = pages.front().worldRect.height * pointsPerUnit;
   sheets.paper = BoardCGRenderer::cgColor(HTMLExporter::sanitizedColor(background));
