@@ -115,20 +115,27 @@ class NativeExport : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     photo = new Bytes;
+    webp = new Bytes;
     // A photo-like JPEG made by a common encoder, so its markers are those of real files.
     testing::TemporaryFolder made;
     if (testing::shell("cd " + quoted(made.path) +
-                       " && convert -seed 3 -size 320x240 plasma:red-blue -quality 85 p.jpg >/dev/null 2>&1") == 0)
+                       " && convert -seed 3 -size 320x240 plasma:red-blue -quality 85 p.jpg >/dev/null 2>&1"
+                       " && convert p.jpg -resize 80x60! p.png && cwebp -quiet p.png -o p.webp") == 0) {
       *photo = readFile(made.path / "p.jpg");
+      *webp = readFile(made.path / "p.webp");
+    }
   }
-  static void TearDownTestSuite() { delete photo; }
+  static void TearDownTestSuite() {
+    delete photo;
+    delete webp;
+  }
 
   BoardBundle board(std::vector<CanvasItem> items, std::optional<BoardHeader> header = std::nullopt) {
     BoardBundle bundle;
     bundle.manifest = ManifestCoder::decode(testing::manifestJson());
     bundle.manifest.board.header = std::move(header);
     bundle.manifest.items = std::move(items);
-    bundle.images = {{"images/p.jpg", *photo},
+    bundle.images = {{"images/p.jpg", *photo}, {"images/w.webp", *webp},
                      {"images/b.png", testing::bandedPNG(60, 40, {{1, 0.8, 0, 1}, {0, 0.5, 0.2, 1}})}};
     testing::writeFile(work.path / "b.zorvi", BoardArchive::encode(bundle));
     return bundle;
@@ -151,11 +158,12 @@ class NativeExport : public ::testing::Test {
     return output("pdftotext -f " + k + " -l " + k + " " + path("b.pdf") + " -");
   }
 
-  static Bytes* photo;
+  static Bytes *photo, *webp;
   testing::TemporaryFolder scratch, work;
 };
 
 Bytes* NativeExport::photo = nullptr;
+Bytes* NativeExport::webp = nullptr;
 
 TEST_F(NativeExport, SheetsMatchThePagedHTMLExport) {
   ASSERT_FALSE(photo->empty());
@@ -217,8 +225,10 @@ TEST_F(NativeExport, SheetsMatchThePagedHTMLExport) {
 
 TEST_F(NativeExport, JPEGsAreEmbeddedAsTheirOwnBytesOnce) {
   ASSERT_FALSE(photo->empty());
-  // The JPEG straddles two pages; the PNG is decoded and stored as pixels.
-  board({picture(1, "p.jpg", {850, 100, 200, 150}, {320, 240}), picture(2, "b.png", {100, 400, 60, 40}, {60, 40})});
+  ASSERT_FALSE(webp->empty());
+  // The JPEG straddles two pages; the PNG graphic is stored as pixels, the WebP photo as a JPEG.
+  board({picture(1, "p.jpg", {850, 100, 200, 150}, {320, 240}), picture(2, "b.png", {100, 400, 60, 40}, {60, 40}),
+         picture(3, "w.webp", {100, 500, 80, 60}, {80, 60})});
   ASSERT_EQ(zorvi("export pdf " + path("b.zorvi") + " " + path("b.pdf")).first, 0);
 
   const std::string list = output("pdfimages -list " + path("b.pdf"));
@@ -231,6 +241,7 @@ TEST_F(NativeExport, JPEGsAreEmbeddedAsTheirOwnBytesOnce) {
   ASSERT_EQ(objectsByEncoding["jpeg 320x240"].size(), 2u) << list;
   EXPECT_EQ(objectsByEncoding["jpeg 320x240"][0], objectsByEncoding["jpeg 320x240"][1]) << list;
   EXPECT_EQ(objectsByEncoding["image 60x40"].size(), 1u) << list;
+  EXPECT_EQ(objectsByEncoding["jpeg 80x60"].size(), 1u) << list;
 
   ASSERT_EQ(testing::shell("pdfimages -j -f 2 -l 2 " + path("b.pdf") + " " + path("x")), 0);
   EXPECT_EQ(readFile(work.path / "x-000.jpg"), *photo);
