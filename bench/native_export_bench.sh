@@ -8,6 +8,7 @@
 #       the PDF's size against the sum of the image entries
 # png   the whole board at 4096 pixels, against decoding its images alone at the size they are drawn at
 #       (decode_floor, the thumbnail bench's floor)
+# (the same for a board of twelve 12 MP JPEG photos, which the PDF carries without decoding any)
 # peak  the largest resident set of `zorvi export pdf` and `zorvi export png` (/usr/bin/time), also for an
 #       8192-pixel PNG of a board of twelve 12 MP photos
 set -euo pipefail
@@ -60,6 +61,8 @@ print(r[sys.argv[3]])' "$@"
 }
 "$build/bench/native_export_bench" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true \
   --benchmark_format=json "$board" 4096 >"$out/native.json" 2>/dev/null
+"$build/bench/native_export_bench" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true \
+  --benchmark_filter='PDF|Floor' --benchmark_format=json "$out/twelve.zorvi" >"$out/twelve.json" 2>/dev/null
 "$build/bench/decode_floor" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true \
   --benchmark_format=json "$out/list" >"$out/floor.json" 2>/dev/null
 floor_run=$(python3 -c 'import json,sys; print(json.load(open(sys.argv[1]))["benchmarks"][0]["run_name"])' "$out/floor.json")
@@ -67,6 +70,9 @@ floor_run=$(python3 -c 'import json,sys; print(json.load(open(sys.argv[1]))["ben
 pdf=$(median "$out/native.json" BM_PDFExport/real_time real_time)
 pdf_floor=$(median "$out/native.json" BM_ReadAndWriteImagesFloor/real_time real_time)
 size_ratio=$(median "$out/native.json" BM_PDFExport/real_time pdf_per_image_byte)
+twelve_pdf=$(median "$out/twelve.json" BM_PDFExport/real_time real_time)
+twelve_floor=$(median "$out/twelve.json" BM_ReadAndWriteImagesFloor/real_time real_time)
+twelve_ratio=$(median "$out/twelve.json" BM_PDFExport/real_time pdf_per_image_byte)
 png=$(median "$out/native.json" BM_PNGExport/real_time real_time)
 png_floor=$(median "$out/floor.json" "$floor_run" real_time)
 
@@ -79,10 +85,11 @@ png_peak=$(peak "$build/bin/zorvi" export png "$board" "$out/b.png" --max-edge 4
 twelve_peak=$(peak "$build/bin/zorvi" export png "$out/twelve.zorvi" "$out/t.png" --max-edge 8192)
 twelve_pdf_peak=$(peak "$build/bin/zorvi" export pdf "$out/twelve.zorvi" "$out/t.pdf")
 
-awk -v pdf="$pdf" -v pf="$pdf_floor" -v sr="$size_ratio" -v png="$png" -v gf="$png_floor" \
+awk -v tw="$twelve_pdf" -v twf="$twelve_floor" -v twr="$twelve_ratio" -v pdf="$pdf" -v pf="$pdf_floor" -v sr="$size_ratio" -v png="$png" -v gf="$png_floor" \
     -v pp="$pdf_peak" -v gp="$png_peak" -v tp="$twelve_peak" -v tpp="$twelve_pdf_peak" 'BEGIN {
   printf "pdf export         %8.1f ms   floor (read + write image bytes) %8.1f ms   ratio %.2f (target <= 1.3)\n", pdf, pf, pdf / pf
   printf "pdf size                       %.3f x the image entries (target <= 1.05)\n", sr
+  printf "pdf, twelve JPEGs  %8.1f ms   floor (read + write image bytes) %8.1f ms   ratio %.2f, size %.3f x\n", tw, twf, tw / twf, twr
   printf "png export at 4096 %8.1f ms   floor (decode_floor at 4096)      %8.1f ms   ratio %.2f (target <= 1.3)\n", png, gf, png / gf
   printf "peak memory        pdf %d MiB, png 4096 %d MiB; twelve 12 MP photos: png 8192 %d MiB, pdf %d MiB\n", pp, gp, tp, tpp
 }'
