@@ -27,6 +27,8 @@ packages=(
   tumbler dbus kio-extras
   chromium poppler-utils time
   hyperfine
+  # Debian packages: CPack's dependency scan and the package checker
+  dpkg-dev file lintian
 )
 
 missing=()
