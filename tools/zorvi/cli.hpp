@@ -18,7 +18,7 @@ namespace zorvi::cli {
 enum ExitCode : int { exitSuccess = 0, exitFailure = 1, exitUsage = 2 };
 
 // The arguments after a subcommand's name: options written "--name" or "--name=value", and operands.
-// "--" ends the options; "-" alone is an operand.
+// "--" ends the options; "-" alone is an operand; "-j N" and "-jN" are "--jobs N".
 struct Arguments {
   std::vector<std::string> operands;
   std::map<std::string, std::string, std::less<>> options;
@@ -33,6 +33,12 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// A command line that would destroy a board; main prints only the reason and exits with 2.
+class Refusal : public UsageError {
+ public:
+  using UsageError::UsageError;
+};
+
 // One subcommand: adding one is a file with its run function plus a line in main.cpp's table.
 struct Command {
   std::string_view name;
@@ -41,7 +47,21 @@ struct Command {
   int (*run)(const Arguments& arguments);
   // Options that may also be written "--name value", separated by spaces, as "size scale".
   std::string_view spacedValueOptions = "";
+  // The operand naming the file the command writes, or -1; main guards it (see guardOutput).
+  int outputOperand = -1;
 };
+
+// Throws Refusal when writing `output` would destroy a board: when it is one of `inputs` (no option
+// allows that), or an existing board file, unless `forced`.
+void guardOutput(const std::filesystem::path& output, std::span<const std::string> inputs, bool forced);
+
+// True when the file at path starts like a ZIP archive, which every board is.
+bool looksLikeBoard(const std::filesystem::path& path);
+
+// The value of option `name`, or `fallback` when it is absent. Throws UsageError, stating the range,
+// unless the value is a number from `least` to `most` (a whole one when `whole`).
+double numberOption(const Arguments& arguments, std::string_view name, double fallback, double least, double most,
+                    bool whole);
 
 // Splits words into options and operands; an option named in spacedValueOptions and written without
 // "=" takes the next word as its value.

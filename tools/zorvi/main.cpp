@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "cli.hpp"
 #include "commands.hpp"
@@ -16,10 +17,10 @@ constexpr Command commands[] = {
     {"export", "write a board as one HTML page, or as printable HTML pages",
      "html|pages BOARD OUT.html [--format F] [--orientation O] [--cover] [--branding] [--margin] [--sender TEXT] "
      "[--logo FILE] [--label-client TEXT] [--label-model TEXT] [--label-date TEXT] [--label-location TEXT]",
-     runExport, "format orientation sender logo label-client label-model label-date label-location"},
+     runExport, "format orientation sender logo label-client label-model label-date label-location", 2},
     {"unpack", "write a board's manifest, images and thumbnails into a folder", "BOARD DIR", runUnpack},
     {"thumbnail", "draw a board into a PNG whose longer side is N × S pixels", "BOARD OUT.png [--size N] [--scale S] [--uncompressed]",
-     runThumbnail, "size scale"},
+     runThumbnail, "size scale", 1},
     {"update-check", "compare VERSION with an update feed record (FEED.json - reads stdin)", "VERSION FEED.json",
      runUpdateCheck},
 };
@@ -40,6 +41,23 @@ int printOverview(std::FILE* to) {
   return to == stdout ? exitSuccess : exitUsage;
 }
 
+// Every option value joins the operands as a possible input: --logo FILE names one.
+void guardOutputOperand(const Command& command, Arguments& arguments) {
+  if (arguments.options.contains("out-dir")) return;  // a batch of thumbnails guards each output itself
+  const auto index = static_cast<std::size_t>(command.outputOperand);
+  const bool forced = arguments.options.erase("force") > 0;
+  if (command.outputOperand < 0 || index >= arguments.operands.size()) {
+    if (forced) throw UsageError("unknown option --force");
+    return;
+  }
+  std::vector<std::string> inputs;
+  for (std::size_t i = 0; i < arguments.operands.size(); ++i) {
+    if (i != index) inputs.push_back(arguments.operands[i]);
+  }
+  for (const auto& [name, value] : arguments.options) inputs.push_back(value);
+  guardOutput(arguments.operands[index], inputs, forced);
+}
+
 int dispatch(std::span<char* const> words) {
   if (words.empty()) return printOverview(stderr);
   const std::string_view name = words[0];
@@ -47,12 +65,16 @@ int dispatch(std::span<char* const> words) {
   for (const auto& command : commands) {
     if (command.name != name) continue;
     try {
-      const Arguments arguments = parseArguments(words.subspan(1), command.spacedValueOptions);
+      Arguments arguments = parseArguments(words.subspan(1), command.spacedValueOptions);
       if (arguments.options.contains("help")) {
         printLine(stdout, usageLine(command) + "\n" + std::string(command.summary));
         return exitSuccess;
       }
+      guardOutputOperand(command, arguments);
       return command.run(arguments);
+    } catch (const Refusal& error) {
+      printLine(stderr, "zorvi " + std::string(name) + ": " + error.what());
+      return exitUsage;
     } catch (const UsageError& error) {
       printLine(stderr, "zorvi " + std::string(name) + ": " + error.what() + "; " + usageLine(command));
       return exitUsage;
