@@ -39,14 +39,28 @@ class Refusal : public UsageError {
   using UsageError::UsageError;
 };
 
-// One subcommand: adding one is a file with its run function plus a line in main.cpp's table.
+// What the shell offers after an option that takes a value.
+enum class ValueKind { text, file, folder };
+
+// One option of a subcommand, as `--help`, the manual page and the shell completion show it.
+struct OptionHelp {
+  std::string_view name;   // without the dashes, as "size"
+  std::string_view value;  // the placeholder of its value, as "N"; empty for a switch
+  std::string_view text;   // what it does, its default and its range, in sentences
+  ValueKind kind = ValueKind::text;
+  std::string_view choices = "";  // the accepted words, separated by spaces, when there is a fixed list
+};
+
+// One subcommand: adding one is a file with its run function plus an entry in main.cpp's table, whose
+// texts are the only source of `--help`, the manual page and the shell completion.
 struct Command {
   std::string_view name;
   std::string_view summary;  // one line for `zorvi --help`
-  std::string_view usage;    // the operands and options after the name, as in "BOARD OUT [--size=N]"
+  // The operands and options after the name, as in "BOARD OUT [--size N]"; further forms on further lines.
+  std::string_view usage;
   int (*run)(const Arguments& arguments);
-  // Options that may also be written "--name value", separated by spaces, as "size scale".
-  std::string_view spacedValueOptions = "";
+  std::string_view description = "";  // what it does beyond the summary, in sentences
+  std::span<const OptionHelp> options = {};
   // The operand naming the file the command writes, or -1; main guards it (see guardOutput).
   int outputOperand = -1;
 };
