@@ -47,13 +47,21 @@ std::string wrapped(std::string_view text, std::string_view indent, std::string_
       line = indent;
     }
     const bool separate = out.empty() ? line.size() > first.size() : line.size() > indent.size();
-    line += (separate ? " " : "") + std::string(word);
+    if (separate) line += ' ';
+    line += word;
   }
   return out + line + "\n";
 }
 
+// Appended piece by piece: GCC 12 at -O2 takes "literal" + string for an overlapping copy (-Wrestrict).
 std::string optionSynopsis(const OptionHelp& option) {
-  return "--" + std::string(option.name) + (option.value.empty() ? "" : " " + std::string(option.value));
+  std::string synopsis = "--";
+  synopsis += option.name;
+  if (!option.value.empty()) {
+    synopsis += ' ';
+    synopsis += option.value;
+  }
+  return synopsis;
 }
 
 // Text as roff reads it: backslashes and hyphens kept literal, no line taken for a request.
@@ -122,7 +130,10 @@ std::string commandHelp(const Command& command) {
   text += "\n" + wrapped(capitalised(command.summary) + ". " + std::string(command.description), "", "");
   if (!command.options.empty()) text += "\noptions:\n";
   for (const auto& option : command.options) {
-    text += "  " + optionSynopsis(option) + "\n" + wrapped(option.text, "      ", "      ");
+    text += "  ";
+    text += optionSynopsis(option);
+    text += '\n';
+    text += wrapped(option.text, "      ", "      ");
   }
   return text;
 }
