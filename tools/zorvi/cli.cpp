@@ -95,10 +95,18 @@ double numberOption(const Arguments& arguments, std::string_view name, double fa
   return value;
 }
 
-int fail(const std::filesystem::path& path, std::string_view kind, std::string_view detail) {
+namespace {
+
+std::string errorLine(const std::filesystem::path& path, std::string_view kind, std::string_view detail) {
   std::string line = "zorvi: " + path.string() + ": " + std::string(kind) + ": ";
   for (const char c : detail) line += c == '\n' || c == '\r' ? ' ' : c;
-  line += '\n';
+  return line + '\n';
+}
+
+}  // namespace
+
+int fail(const std::filesystem::path& path, std::string_view kind, std::string_view detail) {
+  const std::string line = errorLine(path, kind, detail);
   std::fwrite(line.data(), 1, line.size(), stderr);
   return exitFailure;
 }
@@ -137,25 +145,32 @@ std::string boardErrorDetail(const std::filesystem::path& path, const BoardArchi
 
 }  // namespace
 
-int reportingFailures(const std::filesystem::path& path, const std::function<void()>& body) {
+std::string failureLine(const std::filesystem::path& path, const std::function<void()>& body) {
   try {
     body();
-    return exitSuccess;
+    return {};
   } catch (const BoardArchiveError& error) {
-    return fail(path, error.caseName(), boardErrorDetail(path, error));
+    return errorLine(path, error.caseName(), boardErrorDetail(path, error));
   } catch (const ManifestEncodingError& error) {
-    return fail(path, "json", error.what());
+    return errorLine(path, "json", error.what());
   } catch (const ZipError& error) {
-    return fail(path, "zip", error.what());
+    return errorLine(path, "zip", error.what());
   } catch (const std::filesystem::filesystem_error& error) {
     const auto& where = error.path1();
     const bool elsewhere = !where.empty() && where != path;
-    return fail(path, "filesystem", (elsewhere ? where.string() + ": " : "") + error.code().message());
+    return errorLine(path, "filesystem", (elsewhere ? where.string() + ": " : "") + error.code().message());
   } catch (const std::system_error& error) {
-    return fail(path, "filesystem", error.code().message());
+    return errorLine(path, "filesystem", error.code().message());
   } catch (const std::bad_alloc&) {
-    return fail(path, "memory", "out of memory");
+    return errorLine(path, "memory", "out of memory");
   }
+}
+
+int reportingFailures(const std::filesystem::path& path, const std::function<void()>& body) {
+  const std::string line = failureLine(path, body);
+  if (line.empty()) return exitSuccess;
+  std::fwrite(line.data(), 1, line.size(), stderr);
+  return exitFailure;
 }
 
 bool looksLikeBoard(const std::filesystem::path& path) {

@@ -85,6 +85,10 @@ Arguments parseArguments(std::span<char* const> words, std::string_view spacedVa
 // CASE is the board error's case name, or json, zip or filesystem for the other errors of writing.
 int reportingFailures(const std::filesystem::path& path, const std::function<void()>& body);
 
+// Runs `body` like reportingFailures, but gives back the line (with its "\n") instead of printing it:
+// empty when `body` succeeded.
+std::string failureLine(const std::filesystem::path& path, const std::function<void()>& body);
+
 // Prints "zorvi: PATH: CASE: DETAIL" (line breaks in DETAIL become spaces) and returns exitFailure.
 int fail(const std::filesystem::path& path, std::string_view kind, std::string_view detail);
 

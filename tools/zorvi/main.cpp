@@ -24,6 +24,14 @@ constexpr OptionHelp thumbnailOptions[] = {
      "Store the pixels without compression, for readers that decode the picture at once and keep their own copy "
      "(file managers); by default they are compressed quickly."},
     {"force", "", forceText},
+    {"out-dir", "DIR",
+     "Draw every BOARD given into DIR (made when missing), each picture named after its board with the "
+     "extension .png, on several threads; a progress bar on a terminal, a line per board otherwise, then one line per "
+     "failed board, and exit status 1 when any failed; by default one board is drawn, into OUT.png.",
+     ValueKind::folder},
+    {"jobs", "N",
+     "With --out-dir, how many boards are drawn at once, also written -j N: a whole number from 1 to 256; "
+     "default the number of processor cores."},
 };
 
 constexpr OptionHelp exportOptions[] = {
@@ -90,7 +98,8 @@ constexpr Command commands[] = {
      .description = "An entry whose path could lead outside DIR is refused, and then nothing is written."},
     {.name = "thumbnail",
      .summary = "draw a board into a PNG whose longer side is N × S pixels",
-     .usage = "BOARD OUT.png [--size N] [--scale S] [--uncompressed] [--force]",
+     .usage = "BOARD OUT.png [--size N] [--scale S] [--uncompressed] [--force]\n"
+              "--out-dir DIR [--size N] [--scale S] [--uncompressed] [-j N] [--force] BOARD...",
      .run = runThumbnail,
      .description = "Draws the canvas, images, text, shapes with their titles and drawings in stacking order "
                     "into an opaque PNG. Exits 3 when the board has nothing to draw, 4 when the command's own "

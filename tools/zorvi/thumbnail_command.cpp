@@ -188,6 +188,7 @@ int report(const std::filesystem::path& path, std::string_view what, int status)
 }  // namespace
 
 int runThumbnail(const Arguments& arguments) {
+  if (arguments.options.contains("out-dir") || arguments.options.contains("jobs")) return runThumbnailBatch(arguments);
   arguments.expect(2, {"size", "scale", "uncompressed"});
   const double size = numberOption(arguments, "size", 256, 1, 32767, true);
   const double scale = numberOption(arguments, "scale", 1, 0.1, 16, false);
