@@ -117,7 +117,14 @@ namespace {
 // itself, the line says so in words rather than as a bare system message.
 std::string openFailureDetail(const std::filesystem::path& path, const std::string& underlying) {
   struct stat status {};
-  const int code = ::stat(path.c_str(), &status) != 0 ? errno : S_ISDIR(status.st_mode) ? EISDIR : 0;
+  int code = 0;
+  if (::stat(path.c_str(), &status) != 0) {
+    code = errno;
+  } else if (S_ISDIR(status.st_mode)) {
+    code = EISDIR;
+  } else if (::access(path.c_str(), R_OK) != 0) {
+    code = errno;
+  }
   if (code == 0 || underlying != std::strerror(code)) return underlying;
   switch (code) {
     case ENOENT:
