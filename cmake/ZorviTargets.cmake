@@ -1,3 +1,10 @@
+# Before 1.0 every minor version may change the ABI, so it is part of the SONAME (libzorvi-core.so.0.1).
+if(PROJECT_VERSION_MAJOR EQUAL 0)
+  set(ZORVI_SOVERSION "0.${PROJECT_VERSION_MINOR}")
+else()
+  set(ZORVI_SOVERSION "${PROJECT_VERSION_MAJOR}")
+endif()
+
 # Warnings for the project's own targets only; third-party headers stay quiet.
 function(zorvi_warnings target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion
@@ -8,13 +15,15 @@ function(zorvi_warnings target)
 endfunction()
 
 # Installs a library into the package and adds it to zorvi.pc. PC_REQUIRES names the pkg-config
-# modules it links privately.
+# modules it links privately; only a static library's consumers need them.
 function(zorvi_install_library target)
   cmake_parse_arguments(ARG "" "" "PC_REQUIRES" ${ARGN})
+  # Installed libraries carry no search path: they live where the loader looks already.
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "")
   install(TARGETS ${target} EXPORT zorviTargets
-          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-          ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-          RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
+          ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev
+          RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
   get_target_property(name ${target} OUTPUT_NAME)
   set_property(GLOBAL APPEND PROPERTY ZORVI_PC_LIBS "-l${name}")
   if(ARG_PC_REQUIRES)

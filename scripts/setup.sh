@@ -27,6 +27,10 @@ packages=(
   tumbler dbus kio-extras
   chromium poppler-utils time
   hyperfine
+  # Debian packages: CPack's dependency scan and the package checker
+  dpkg-dev file lintian
+  # the completion test loads bash-completion's helpers, as an interactive shell does
+  bash-completion
 )
 
 missing=()

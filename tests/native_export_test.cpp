@@ -404,13 +404,5 @@ TEST_F(NativeExport, FailuresPrintOneLineAndLeaveNoOutput) {
   }
 }
 
-TEST_F(NativeExport, HelpExplainsEveryOptionOfEveryKind) {
-  const std::string help = output(quoted(ZORVI_COMMAND) + " export --help");
-  for (const char* option : {"html ", "pages ", "pdf ", "png ", "--format F ", "--orientation O ", "--cover ", "--branding ",
-                             "--margin ", "--sender TEXT ", "--logo FILE ", "--label-client TEXT ", "--label-model TEXT ",
-                             "--label-date TEXT ", "--label-location TEXT ", "--compact ", "--max-edge N "})
-    EXPECT_NE(help.find("\n  " + std::string(option)), std::string::npos) << option;
-}
-
 }  // namespace
 }  // namespace zorvi

@@ -109,7 +109,7 @@ TEST_F(ThumbnailCommand, FailsWithOneLineAndLeavesNoFile) {
       // name, arguments, exit status, the start of the one stderr line
       {"not a board", {text, out}, 1, "zorvi: " + text + ": archiveCorrupt: "},
       {"empty board", {empty, out}, 3, "zorvi: " + empty + ": nothing to draw\n"},
-      {"size 0", {square, out, "--size", "0"}, 3, "zorvi: " + square + ": nothing to draw\n"},
+      {"size 0", {square, out, "--size", "0"}, 2, "zorvi thumbnail: --size takes a whole number from 1 to 32767"},
       {"no output named", {square}, 2, "zorvi thumbnail: "},
       {"negative size", {square, out, "--size", "-1"}, 2, "zorvi thumbnail: "},
       {"scale 0", {square, out, "--scale", "0"}, 2, "zorvi thumbnail: "},

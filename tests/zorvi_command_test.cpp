@@ -81,7 +81,7 @@ TEST_F(ZorviCommand, FailuresGiveOneLineNamingTheCaseAndWriteNothing) {
   } rows[] = {
       {{"info", "schema9.zorvi"}, "schema9.zorvi", "unsupportedSchemaVersion: found 9, supported 8\n"},
       {{"manifest", "garbage.zorvi"}, "garbage.zorvi", "archiveCorrupt: Not a zip archive\n"},
-      {{"unpack", "absent.zorvi", "out"}, "absent.zorvi", "archiveCorrupt: No such file or directory\n"},
+      {{"unpack", "absent.zorvi", "out"}, "absent.zorvi", "archiveCorrupt: no such file\n"},
       {{"pack", "malformed", "out"}, "malformed", "manifestMalformed: "},
       {{"pack", "newer", "out"}, "newer", "unsupportedSchemaVersion: found 9, supported 8\n"},
       {{"pack", "empty", "out"}, "empty", "manifestMissing: "},

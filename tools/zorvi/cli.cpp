@@ -1,11 +1,14 @@
 #include "cli.hpp"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <new>
 #include <system_error>
 
@@ -56,6 +59,9 @@ Arguments parseArguments(std::span<char* const> words, std::string_view spacedVa
       arguments.options[std::string(name)] = equals == std::string_view::npos ? "" : std::string(word.substr(equals + 1));
     } else if (word == "-h") {
       arguments.options["help"] = "";
+    } else if (word.starts_with("-j")) {
+      if (word == "-j" && i + 1 == words.size()) throw UsageError("-j needs a value");
+      arguments.options["jobs"] = word == "-j" ? words[++i] : word.substr(2);
     } else {
       throw UsageError("unknown option " + std::string(word));
     }
@@ -63,22 +69,82 @@ Arguments parseArguments(std::span<char* const> words, std::string_view spacedVa
   return arguments;
 }
 
-int fail(const std::filesystem::path& path, std::string_view kind, std::string_view detail) {
+namespace {
+
+std::string numberText(double value) {
+  char digits[32];
+  const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+  return std::string(digits, end);
+}
+
+}  // namespace
+
+double numberOption(const Arguments& arguments, std::string_view name, double fallback, double least, double most,
+                    bool whole) {
+  const auto found = arguments.options.find(name);
+  if (found == arguments.options.end()) return fallback;
+  const std::string& text = found->second;
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  const bool ok = error == std::errc() && end == text.data() + text.size() && value >= least && value <= most &&
+                  (!whole || value == std::floor(value));
+  if (!ok) {
+    throw UsageError("--" + std::string(name) + " takes " + (whole ? "a whole number" : "a number") + " from " +
+                     numberText(least) + " to " + numberText(most) + ", not '" + text + "'");
+  }
+  return value;
+}
+
+namespace {
+
+std::string errorLine(const std::filesystem::path& path, std::string_view kind, std::string_view detail) {
   std::string line = "zorvi: " + path.string() + ": " + std::string(kind) + ": ";
   for (const char c : detail) line += c == '\n' || c == '\r' ? ' ' : c;
-  line += '\n';
+  return line + '\n';
+}
+
+}  // namespace
+
+int fail(const std::filesystem::path& path, std::string_view kind, std::string_view detail) {
+  const std::string line = errorLine(path, kind, detail);
   std::fwrite(line.data(), 1, line.size(), stderr);
   return exitFailure;
 }
 
 namespace {
 
-std::string boardErrorDetail(const BoardArchiveError& error) {
+// A board that could not be opened is archiveCorrupt whatever the reason; when the reason is the file
+// itself, the line says so in words rather than as a bare system message.
+std::string openFailureDetail(const std::filesystem::path& path, const std::string& underlying) {
+  struct stat status {};
+  int code = 0;
+  if (::stat(path.c_str(), &status) != 0) {
+    code = errno;
+  } else if (S_ISDIR(status.st_mode)) {
+    code = EISDIR;
+  } else if (::access(path.c_str(), R_OK) != 0) {
+    code = errno;
+  }
+  if (code == 0 || underlying != std::strerror(code)) return underlying;
+  switch (code) {
+    case ENOENT:
+    case ENOTDIR:
+      return "no such file";
+    case EISDIR:
+      return "a folder, not a board file";
+    default:
+      return "cannot read the file (" + underlying + ")";
+  }
+}
+
+std::string boardErrorDetail(const std::filesystem::path& path, const BoardArchiveError& error) {
   switch (error.kind()) {
     case BoardArchiveError::Case::unsupportedSchemaVersion:
       return "found " + decimal(error.found()) + ", supported " + decimal(error.supported());
     case BoardArchiveError::Case::manifestMissing:
       return "no manifest.json entry";
+    case BoardArchiveError::Case::archiveCorrupt:
+      return openFailureDetail(path, error.underlying());
     default:
       return error.underlying();
   }
@@ -86,24 +152,53 @@ std::string boardErrorDetail(const BoardArchiveError& error) {
 
 }  // namespace
 
-int reportingFailures(const std::filesystem::path& path, const std::function<void()>& body) {
+std::string failureLine(const std::filesystem::path& path, const std::function<void()>& body) {
   try {
     body();
-    return exitSuccess;
+    return {};
   } catch (const BoardArchiveError& error) {
-    return fail(path, error.caseName(), boardErrorDetail(error));
+    return errorLine(path, error.caseName(), boardErrorDetail(path, error));
   } catch (const ManifestEncodingError& error) {
-    return fail(path, "json", error.what());
+    return errorLine(path, "json", error.what());
   } catch (const ZipError& error) {
-    return fail(path, "zip", error.what());
+    return errorLine(path, "zip", error.what());
   } catch (const std::filesystem::filesystem_error& error) {
     const auto& where = error.path1();
     const bool elsewhere = !where.empty() && where != path;
-    return fail(path, "filesystem", (elsewhere ? where.string() + ": " : "") + error.code().message());
+    return errorLine(path, "filesystem", (elsewhere ? where.string() + ": " : "") + error.code().message());
   } catch (const std::system_error& error) {
-    return fail(path, "filesystem", error.code().message());
+    return errorLine(path, "filesystem", error.code().message());
   } catch (const std::bad_alloc&) {
-    return fail(path, "memory", "out of memory");
+    return errorLine(path, "memory", "out of memory");
+  }
+}
+
+int reportingFailures(const std::filesystem::path& path, const std::function<void()>& body) {
+  const std::string line = failureLine(path, body);
+  if (line.empty()) return exitSuccess;
+  std::fwrite(line.data(), 1, line.size(), stderr);
+  return exitFailure;
+}
+
+bool looksLikeBoard(const std::filesystem::path& path) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return false;
+  char start[4] = {};
+  const bool zip = ::read(fd, start, sizeof start) == sizeof start &&
+                   (std::memcmp(start, "PK\x03\x04", 4) == 0 || std::memcmp(start, "PK\x05\x06", 4) == 0);
+  ::close(fd);
+  return zip;
+}
+
+void guardOutput(const std::filesystem::path& output, std::span<const std::string> inputs, bool forced) {
+  for (const auto& input : inputs) {
+    std::error_code error;
+    if (std::filesystem::equivalent(output, input, error)) {
+      throw Refusal(output.string() + " is also an input; name another output file");
+    }
+  }
+  if (!forced && looksLikeBoard(output)) {
+    throw Refusal(output.string() + " is a board file (a ZIP archive) and is not replaced without --force");
   }
 }
 

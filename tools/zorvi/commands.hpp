@@ -11,8 +11,8 @@ int runPack(const Arguments& arguments);
 int runUnpack(const Arguments& arguments);
 int runUpdateCheck(const Arguments& arguments);
 int runThumbnail(const Arguments& arguments);
+// `zorvi thumbnail --out-dir DIR BOARD...`: runThumbnail hands over a command line with --out-dir or --jobs.
+int runThumbnailBatch(const Arguments& arguments);
 int runExport(const Arguments& arguments);
-// The kinds of `zorvi export` and their options, a sentence each.
-std::string exportHelp();
 
 }  // namespace zorvi::cli

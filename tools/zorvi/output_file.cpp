@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <string>
 #include <system_error>
 
@@ -38,16 +39,62 @@ namespace {
   throw std::filesystem::filesystem_error(std::string(what), path, std::error_code(code, std::generic_category()));
 }
 
+// ".NAME.<UUID>.tmp": the temporary files of writeFileAtomically for NAME.
+bool isTemporaryOf(std::string_view candidate, std::string_view name) {
+  constexpr std::string_view suffix = ".tmp";
+  constexpr std::size_t uuidLength = 36;
+  if (candidate.size() != 1 + name.size() + 1 + uuidLength + suffix.size() || !candidate.starts_with('.') ||
+      candidate.substr(1, name.size()) != name || candidate[1 + name.size()] != '.' || !candidate.ends_with(suffix)) {
+    return false;
+  }
+  const auto uuid = candidate.substr(name.size() + 2, uuidLength);
+  for (std::size_t i = 0; i < uuid.size(); ++i) {
+    const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+    const char c = uuid[i];
+    if (dash ? c != '-' : !((c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'))) return false;
+  }
+  return true;
+}
+
+// A run killed mid-write (a file manager's timeout, a power cut) leaves its temporary file behind.
+// One untouched this long belongs to no live writer.
+void removeStaleTemporaries(const std::filesystem::path& folder, const std::string& name) {
+  constexpr auto staleAfter = std::chrono::minutes(10);
+  std::error_code error;
+  const auto now = std::filesystem::file_time_type::clock::now();
+  for (std::filesystem::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+    const std::string candidate = it->path().filename().string();
+    if (!isTemporaryOf(candidate, name)) continue;
+    std::error_code ignored;
+    const auto written = std::filesystem::last_write_time(it->path(), ignored);
+    if (!ignored && now - written > staleAfter && it->is_regular_file(ignored)) std::filesystem::remove(it->path(), ignored);
+  }
+}
+
 }  // namespace
+
+void refuseReadOnly(const std::filesystem::path& path) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return;
+  // No write bit at all is a request to keep the file, also for root, whom access() never refuses.
+  if ((status.st_mode & 0222) == 0 || ::access(path.c_str(), W_OK) != 0) raise(EACCES, "the output file is read-only", path);
+}
 
 void writeFileAtomically(const std::filesystem::path& path, const std::function<void(OutputSink&)>& produce,
                          Flush flush) {
   const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
+  refuseReadOnly(path);
+  removeStaleTemporaries(folder, path.filename().string());
   // The dot goes in last: "." + string trips a false -Wrestrict alarm in GCC 12.
   const std::filesystem::path temporary =
       folder / (path.filename().string() + "." + Uuid::generate().string() + ".tmp").insert(0, 1, '.');
   const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   if (fd < 0) raise(errno, "cannot create the output file", path);
+  // A replaced file keeps its permissions: a private file does not become readable by all.
+  struct stat existing {};
+  if (::stat(path.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
+    [[maybe_unused]] const int kept = ::fchmod(fd, existing.st_mode & 07777);
+  }
 
   int error = 0;
   try {

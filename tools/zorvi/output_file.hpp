@@ -32,10 +32,16 @@ enum class Flush {
   none,    // whole for every reader, but a power cut may lose it: for cache entries made again on demand
 };
 
+// Throws std::filesystem::filesystem_error (permission denied) when `path` is an existing file that is
+// read-only: for us, or for everyone. Nothing happens when it does not exist.
+void refuseReadOnly(const std::filesystem::path& path);
+
 // Replaces `path` with what `produce` writes: into a hidden temporary file beside it, flushed as asked,
-// renamed over `path`. On any failure, also an exception from `produce`, the temporary file is removed
-// and `path` keeps its old content. Throws std::filesystem::filesystem_error for the file's own
-// failures and lets the producer's exceptions through.
+// renamed over `path`, keeping its permissions; a read-only `path` is refused (see refuseReadOnly), and
+// temporary files of this naming left for `path` by runs killed long ago are removed. On any failure,
+// also an exception from `produce`, the temporary file is removed and `path` keeps its old content.
+// Throws std::filesystem::filesystem_error for the file's own failures and lets the producer's
+// exceptions through.
 void writeFileAtomically(const std::filesystem::path& path, const std::function<void(OutputSink&)>& produce,
                          Flush flush = Flush::toDisk);
 void writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes,

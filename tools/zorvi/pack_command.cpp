@@ -1,6 +1,7 @@
 #include <system_error>
 
 #include "commands.hpp"
+#include "output_file.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/manifest_coding.hpp"
 
@@ -56,7 +57,15 @@ int runPack(const Arguments& arguments) {
       status != exitSuccess) {
     return status;
   }
-  return reportingFailures(board, [&] { BoardArchive::write(bundle, board); });
+  return reportingFailures(board, [&] {
+    // pack replaces boards by design, but not one the user made read-only, and keeps its permissions.
+    refuseReadOnly(board);
+    std::error_code missing;
+    const auto permissions = fs::status(board, missing).permissions();
+    const bool existed = !missing && fs::is_regular_file(board, missing);
+    BoardArchive::write(bundle, board);
+    if (existed) fs::permissions(board, permissions);
+  });
 }
 
 }  // namespace zorvi::cli

@@ -151,20 +151,6 @@ bool useBundledFontsWhenTheSystemsAreMissing() {
   return false;
 }
 
-double numberOption(const Arguments& arguments, const std::string& name, double fallback, bool zeroAllowed) {
-  const auto found = arguments.options.find(name);
-  if (found == arguments.options.end()) return fallback;
-  const std::string& text = found->second;
-  double value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  const bool ok = error == std::errc() && end == text.data() + text.size() && std::isfinite(value) &&
-                  (zeroAllowed ? value >= 0 : value > 0);
-  if (!ok)
-    throw UsageError("--" + name +
-                     (zeroAllowed ? " takes a number of 0 or more" : " takes a number above 0"));
-  return value;
-}
-
 // One line per cause, so a person learns why a picture lacks an image without a line per item.
 void warnAboutLeftOutImages(const std::filesystem::path& board, const std::vector<SkippedImage>& skipped) {
   std::map<std::string, std::vector<std::string>> byCause;
@@ -202,9 +188,10 @@ int report(const std::filesystem::path& path, std::string_view what, int status)
 }  // namespace
 
 int runThumbnail(const Arguments& arguments) {
+  if (arguments.options.contains("out-dir") || arguments.options.contains("jobs")) return runThumbnailBatch(arguments);
   arguments.expect(2, {"size", "scale", "uncompressed"});
-  const double size = numberOption(arguments, "size", 256, true);
-  const double scale = numberOption(arguments, "scale", 1, false);
+  const double size = numberOption(arguments, "size", 256, 1, 32767, true);
+  const double scale = numberOption(arguments, "scale", 1, 0.1, 16, false);
   const std::filesystem::path board = arguments.operands[0];
   const std::filesystem::path output = arguments.operands[1];
   const auto compression = arguments.options.contains("uncompressed") ? RasterCanvas::PNGCompression::none
