@@ -79,7 +79,7 @@ TEST_F(CommandHelp, BashCompletionOffersCommandsOptionsValuesAndBoards) {
       {"zorvi info --", "--help"},
       {"zorvi export --format l", "legal letter"},
       {"zorvi export --orientation ", "landscape portrait"},
-      {"zorvi export ", "html pages"},
+      {"zorvi export ", "html pages pdf png"},
       {"zorvi thumbnail --size ", ""},
       {"zorvi info ", "a.zorvi folder"},
       {"zorvi export pages a.zorvi out.html --logo n", "notes.txt"},

@@ -96,10 +96,16 @@ std::string capitalised(std::string_view text) {
 std::string formWords(const Command& command) {
   std::string words;
   for (const auto form : usageForms(command)) {
+    // A form opens with its kind, or with kinds that share it ("pages|pdf").
     const auto word = form.substr(0, form.find(' '));
     bool lower = !word.empty();
-    for (const char c : word) lower = lower && ((c >= 'a' && c <= 'z') || c == '-');
-    if (lower && word.find('|') == std::string_view::npos) words += (words.empty() ? "" : " ") + std::string(word);
+    for (const char c : word) lower = lower && ((c >= 'a' && c <= 'z') || c == '-' || c == '|');
+    if (!lower) continue;
+    for (std::string_view rest = word; !rest.empty();) {
+      const auto end = std::min(rest.find('|'), rest.size());
+      words += (words.empty() ? "" : " ") + std::string(rest.substr(0, end));
+      rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
   }
   return words;
 }

@@ -85,14 +85,18 @@ constexpr Command commands[] = {
                     "hold nested folders. OUT is replaced, even when it is a board, only once the new board is "
                     "complete and on disk, and keeps its permissions; a read-only OUT is refused."},
     {.name = "export",
-     .summary = "write a board as one HTML page, or as printable HTML pages",
-     .usage = "html BOARD OUT.html [--force]\npages BOARD OUT.html [--format F] [--orientation O] [--cover] "
-              "[--branding] [--margin] [--sender TEXT] [--logo FILE] [--label-client TEXT] [--label-model TEXT] "
-              "[--label-date TEXT] [--label-location TEXT] [--force]",
+     .summary = "write a board as one HTML page, as printable HTML pages, as a PDF to print, or as one PNG",
+     .usage = "html BOARD OUT.html [--force]\n"
+              "pages|pdf BOARD OUT [--format F] [--orientation O] [--cover] [--branding] [--margin] "
+              "[--sender TEXT] [--logo FILE] [--label-client TEXT] [--label-model TEXT] [--label-date TEXT] "
+              "[--label-location TEXT] [--force]\n"
+              "png BOARD OUT.png [--compact] [--max-edge N] [--force]",
      .run = runExport,
      .description = "html writes one self-contained page: pictures as data URIs, drawings as inline SVG. pages "
                     "writes a printable document: the board cut into pages of its paper format, only the pages "
-                    "that items reach.",
+                    "that items reach. pdf writes the same pages as a PDF, one sheet per page at the paper's size, "
+                    "with text kept as text and JPEG pictures as they are: use it to print. png writes the whole "
+                    "board, captions included, as one opaque PNG.",
      .options = exportOptions,
      .outputOperand = 2},
     {.name = "unpack",
