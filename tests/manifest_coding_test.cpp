@@ -9,6 +9,7 @@
 #include <string>
 
 #include "manifest/utf8.hpp"
+#include "support/html_golden.hpp"
 #include "support/sample_manifest.hpp"
 
 namespace zorvi {
@@ -41,47 +42,6 @@ Manifest exampleManifest() {
   return m;
 }
 
-constexpr std::string_view kExampleJson = R"({
-  "board": {
-    "canvas": {
-      "backgroundColor": "#F5F2EC",
-      "lastViewport": {
-        "offsetX": -120.0,
-        "offsetY": 40.5,
-        "zoom": 1.0
-      }
-    },
-    "createdAt": "2025-03-14T09:26:53Z",
-    "id": "6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8",
-    "modifiedAt": "2025-03-15T17:00:00Z",
-    "name": "Spring/Summer",
-    "pageSetup": {
-      "format": "a5",
-      "orientation": "landscape"
-    }
-  },
-  "items": [
-    {
-      "frame": {
-        "height": 600.0,
-        "width": 800.0,
-        "x": -20.0,
-        "y": 0.0
-      },
-      "groupId": "00000000-0000-4000-8000-0000000000AA",
-      "id": "00000000-0000-4000-8000-000000000003",
-      "locked": true,
-      "shape": {
-        "fillColor": "#E8DCCA",
-        "strokeWidth": 3.0,
-        "title": "Materials"
-      },
-      "type": "shape",
-      "zIndex": -1
-    }
-  ],
-  "schemaVersion": 8
-})";
 
 constexpr std::string_view kBoard = R"("board": {"id": "6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8", "name": "B",
   "createdAt": "2025-03-14T09:26:53Z", "modifiedAt": "2025-03-14T09:26:53Z",
@@ -102,8 +62,9 @@ std::string itemWith(std::string_view members) {
 }
 
 TEST(ManifestWriter, WritesTheExampleByteForByteAndReadsItBack) {
-  EXPECT_EQ(encode(exampleManifest()), kExampleJson);
-  EXPECT_EQ(decode(kExampleJson), exampleManifest());
+  const std::string written = encode(exampleManifest());
+  testing::expectMatchesGolden("example_manifest", written, "json");
+  EXPECT_EQ(decode(written), exampleManifest());
 }
 
 void expectKeysAscending(const rapidjson::Value& value, const std::string& path) {
