@@ -123,79 +123,54 @@ TEST(HTMLContrast, ChoosesDarkInkUnlessTheBackgroundIsDark) {
   }
 }
 
-TEST(HTMLElements, WriteEachKindOfItemOnOneLine) {
+// Every row's element, or "(none)", under its name in tests/golden/elements.txt.
+TEST(HTMLElements, WriteEachKindOfItemTitleAndCaptionOnOneLine) {
   using Style = DrawingContent::LineStyle;
   CanvasItem noText = item(1, {}, 0, TextContent{});
   noText.text.reset();
-  const std::string svg = R"(<svg viewBox="0 0 200 100" preserveAspectRatio="none" xmlns="http://www.w3.org/2000/svg">)";
+  CanvasItem textWithShape = item(1, {0, 0, 100, 50}, 0, TextContent{"T", "", 24});
+  textWithShape.shape = ShapeContent{"#fff", std::nullopt, 1, "T", std::nullopt};
   const ImageMap images{{uuid(7), EmbeddedImage{{'f', 'o', 'o', 'b'}, "image/png"}}};
-  const std::tuple<const char*, CanvasItem, Opt> rows[] = {
-      {"text", item(1, {40, 12.5, 300, 200}, 3, TextContent{"Hello", "", 24}),
-       line(R"(<div class="item text" style="left:40px;top:12.5px;width:300px;min-height:200px;z-index:3;font-size:24px;color:#111111;">Hello</div>)")},
-      {"text coloured and escaped", item(1, {-1.005, 0.125, 10, 20}, -2, TextContent{"a<b>\n&c", " #ABC ", 44.444}),
-       line("<div class=\"item text\" style=\"left:-1px;top:0.13px;width:10px;min-height:20px;z-index:-2;"
-            "font-size:44.44px;color:#ABC;\">a&lt;b&gt;\n&amp;c</div>")},
-      {"no text content", noText, std::nullopt},
-      {"shape", item(2, {0, 0, 100, 50}, 0, ShapeContent{"#FF0000", " #abc", 1.5, {}, {}}),
-       line(R"(<div class="item" style="left:0px;top:0px;width:100px;height:50px;z-index:0;background:#FF0000;border:1.5px solid #abc;"></div>)")},
-      {"shape with invalid colours", item(2, {0, 0, 100, 50}, 0, ShapeContent{"red", "#12345", 2, {}, {}}),
-       line(R"(<div class="item" style="left:0px;top:0px;width:100px;height:50px;z-index:0;"></div>)")},
-      {"dashed drawing", item(3, {5, 6, 200, 100}, 0, DrawingContent{{{0, 0}, {0.5, 1}, {1, 0.25}}, "#111111", 4, Style::dashed}),
-       line(R"(<div class="item drawing" style="left:5px;top:6px;width:200px;height:100px;z-index:0;">)" + svg +
-            R"(<polyline points="0,0 100,100 200,25" fill="none" stroke="#111111" stroke-width="4" stroke-linecap="round" stroke-linejoin="round" stroke-dasharray="12 8"/></svg></div>)")},
-      {"solid drawing, invalid colour", item(3, {5, 6, 200, 100}, 0, DrawingContent{{{0.3333, 0.001}, {-0.1, 1.2}}, "blue", 2.5, Style::solid}),
-       line(R"(<div class="item drawing" style="left:5px;top:6px;width:200px;height:100px;z-index:0;">)" + svg +
-            R"(<polyline points="66.66,0.1 -20,120" fill="none" stroke="#111111" stroke-width="2.5" stroke-linecap="round" stroke-linejoin="round"/></svg></div>)")},
-      {"drawing of one point", item(3, {}, 0, DrawingContent{{{0.5, 0.5}}, "#111111", 4, Style::solid}), std::nullopt},
-      {"image in the map", imageItem(uuid(7), {1, 2, 30, 40}),
-       line(R"(<div class="item" style="left:1px;top:2px;width:30px;height:40px;z-index:0;"><img src="data:image/png;base64,Zm9vYg==" alt=""></div>)")},
-      {"image not in the map", imageItem(uuid(8), {1, 2, 30, 40}), std::nullopt},
+  const std::pair<const char*, Opt> items[] = {
+      {"text", HTMLExporter::renderedElement(placed(item(1, {40, 12.5, 300, 200}, 3, TextContent{"Hello", "", 24})), images)},
+      {"text coloured and escaped",
+       HTMLExporter::renderedElement(placed(item(1, {-1.005, 0.125, 10, 20}, -2, TextContent{"a<b>\n&c", " #ABC ", 44.444})), images)},
+      {"no text content", HTMLExporter::renderedElement(placed(noText), images)},
+      {"shape", HTMLExporter::renderedElement(placed(item(2, {0, 0, 100, 50}, 0, ShapeContent{"#FF0000", " #abc", 1.5, {}, {}})), images)},
+      {"shape with invalid colours",
+       HTMLExporter::renderedElement(placed(item(2, {0, 0, 100, 50}, 0, ShapeContent{"red", "#12345", 2, {}, {}})), images)},
+      {"dashed drawing",
+       HTMLExporter::renderedElement(placed(item(3, {5, 6, 200, 100}, 0, DrawingContent{{{0, 0}, {0.5, 1}, {1, 0.25}}, "#111111", 4, Style::dashed})), images)},
+      {"solid drawing, invalid colour",
+       HTMLExporter::renderedElement(placed(item(3, {5, 6, 200, 100}, 0, DrawingContent{{{0.3333, 0.001}, {-0.1, 1.2}}, "blue", 2.5, Style::solid})), images)},
+      {"drawing of one point", HTMLExporter::renderedElement(placed(item(3, {}, 0, DrawingContent{{{0.5, 0.5}}, "#111111", 4, Style::solid})), images)},
+      {"image in the map", HTMLExporter::renderedElement(placed(imageItem(uuid(7), {1, 2, 30, 40})), images)},
+      {"image not in the map", HTMLExporter::renderedElement(placed(imageItem(uuid(8), {1, 2, 30, 40})), images)},
+      {"title: dark fill gives light ink",
+       HTMLExporter::sectionTitleElement(placed(item(2, {10, 20, 200, 100}, 4, ShapeContent{"#1a1a1a", {}, 1, "Q1 <goals>", 44})), "#ffffff")},
+      {"title: unparsable fill decides, not the background",
+       HTMLExporter::sectionTitleElement(placed(item(2, {0, 0, 21, 50}, 4, ShapeContent{"red", {}, 1, " x ", {}})), "#000000")},
+      {"title: no fill, the background decides",
+       HTMLExporter::sectionTitleElement(placed(item(2, {0, 0, 100, 50}, 4, ShapeContent{{}, {}, 1, "T", 20})), "#000000")},
+      {"title: too narrow", HTMLExporter::sectionTitleElement(placed(item(2, {0, 0, 20, 50}, 4, ShapeContent{"#fff", {}, 1, "T", {}})), "#fff")},
+      {"title: blank", HTMLExporter::sectionTitleElement(placed(item(2, {0, 0, 100, 50}, 4, ShapeContent{"#fff", {}, 1, " \n ", {}})), "#fff")},
+      {"title: none", HTMLExporter::sectionTitleElement(placed(item(2, {0, 0, 100, 50}, 4, ShapeContent{"#fff", {}, 1, {}, {}})), "#fff")},
+      {"title: not a shape", HTMLExporter::sectionTitleElement(placed(textWithShape), "#fff")},
   };
-  for (const auto& [name, it, element] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(HTMLExporter::renderedElement(placed(it), images), element);
-  }
-}
-
-TEST(HTMLElements, WriteSectionTitlesThatFitInsideTheirShape) {
-  const std::tuple<const char*, Frame, ShapeContent, std::string_view, Opt> rows[] = {
-      {"dark fill gives light ink", {10, 20, 200, 100}, {"#1a1a1a", {}, 1, "Q1 <goals>", 44}, "#ffffff",
-       line(R"(<div class="item title" style="left:20px;top:30px;width:180px;z-index:4;font-size:44px;color:#FFFFFF;">Q1 &lt;goals&gt;</div>)")},
-      {"unparsable fill decides, not the background", {0, 0, 21, 50}, {"red", {}, 1, " x ", {}}, "#000000",
-       line(R"(<div class="item title" style="left:10px;top:10px;width:1px;z-index:4;font-size:28px;color:#000000;"> x </div>)")},
-      {"no fill: the background decides", {0, 0, 100, 50}, {{}, {}, 1, "T", 20}, "#000000",
-       line(R"(<div class="item title" style="left:10px;top:10px;width:80px;z-index:4;font-size:20px;color:#FFFFFF;">T</div>)")},
-      {"too narrow", {0, 0, 20, 50}, {"#fff", {}, 1, "T", {}}, "#fff", std::nullopt},
-      {"blank title", {0, 0, 100, 50}, {"#fff", {}, 1, " \n ", {}}, "#fff", std::nullopt},
-      {"no title", {0, 0, 100, 50}, {"#fff", {}, 1, {}, {}}, "#fff", std::nullopt},
-  };
-  for (const auto& [name, frame, shape, background, element] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(HTMLExporter::sectionTitleElement(placed(item(2, frame, 4, shape)), background), element);
-  }
-  CanvasItem text = item(1, {0, 0, 100, 50}, 0, TextContent{"T", "", 24});
-  text.shape = ShapeContent{"#fff", std::nullopt, 1, "T", std::nullopt};
-  EXPECT_EQ(HTMLExporter::sectionTitleElement(placed(text), "#fff"), std::nullopt);
-}
-
-TEST(HTMLElements, WriteCaptionsUnderTheirImageWithTheirAlignment) {
   const Frame below{0, 56, 100, 22.5};
-  const auto caption = [](std::string_view align, std::string_view text) {
-    return line(R"(<div class="item caption" style="left:0px;top:56px;width:100px;min-height:22.5px;z-index:0;font-size:18px;font-style:italic;text-align:)" +
-                std::string(align) + ";color:#FFFFFF;\">" + std::string(text) + "</div>");
+  const std::tuple<const char*, Opt, std::optional<CaptionAlignment>, std::optional<Frame>> captions[] = {
+      {"caption: absent alignment", "A & B", std::nullopt, below},
+      {"caption: center", "a", CaptionAlignment::center, below},
+      {"caption: trailing, blank kept", "  ", CaptionAlignment::trailing, below},
+      {"caption: empty", "", CaptionAlignment::center, below},
+      {"caption: no caption frame", "a", CaptionAlignment::center, std::nullopt},
   };
-  const std::tuple<const char*, Opt, std::optional<CaptionAlignment>, std::optional<Frame>, Opt> rows[] = {
-      {"absent alignment", "A & B", std::nullopt, below, caption("left", "A &amp; B")},
-      {"center", "a", CaptionAlignment::center, below, caption("center", "a")},
-      {"trailing, blank kept", "  ", CaptionAlignment::trailing, below, caption("right", "  ")},
-      {"empty caption", "", CaptionAlignment::center, below, std::nullopt},
-      {"no caption frame", "a", CaptionAlignment::center, std::nullopt, std::nullopt},
-  };
-  for (const auto& [name, text, alignment, frame, element] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(HTMLExporter::captionElement(placed(imageItem(uuid(9), {0, 0, 100, 50}, text, alignment), frame), "#FFFFFF"),
-              element);
-  }
+  std::string transcript;
+  const auto add = [&](const char* name, const Opt& element) { transcript += "# " + std::string(name) + "\n" + element.value_or("(none)\n"); };
+  for (const auto& [name, element] : items) add(name, element);
+  for (const auto& [name, text, alignment, frame] : captions)
+    add(name, HTMLExporter::captionElement(placed(imageItem(uuid(9), {0, 0, 100, 50}, text, alignment), frame), "#FFFFFF"));
+  testing::expectMatchesGolden("elements", transcript, "txt");
 }
 
 // A few bytes with the PNG signature: enough for a data URI and for recognising the format.
