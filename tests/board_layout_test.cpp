@@ -3,28 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <ostream>
 #include <vector>
 
+#include "support/geometry_printers.hpp"
+#include "support/items.hpp"
+
 namespace zorvi {
-
-void PrintTo(const Frame& f, std::ostream* os) {
-  *os << f.x << ", " << f.y << ", " << f.width << ", " << f.height;
-}
-
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr auto id = &testing::idNumber;
 
-Uuid id(std::uint8_t n) {
-  Uuid u;
-  u.bytes[15] = n;
-  return u;
-}
-
-CanvasItem image(Frame frame, std::optional<std::string> caption = {}, std::int64_t z = 0,
-                 std::uint8_t n = 1) {
-  return CanvasItem(id(n), "images/a.png", "thumbnails/a.png", frame, z, {}, {}, caption, {}, false, {});
+CanvasItem image(Frame frame, std::optional<std::string> caption = {}, std::int64_t z = 0, std::uint8_t n = 1) {
+  return testing::imageItem(n, frame, std::move(caption), {}, z);
 }
 
 // Captioned, so that only the item's kind keeps the caption away.
@@ -34,7 +25,7 @@ CanvasItem captioned(CanvasItem item) {
 }
 
 CanvasItem drawing(Frame frame, double strokeWidth) {
-  return CanvasItem(id(1), DrawingContent{{}, "#000000", strokeWidth, {}}, frame, 0, false, {});
+  return testing::contentItem(1, DrawingContent{{}, "#000000", strokeWidth, {}}, frame);
 }
 
 TEST(BoardLayout, ContentFrameCaptionFrameAndWholeBoardOfOneItem) {
@@ -55,7 +46,7 @@ TEST(BoardLayout, ContentFrameCaptionFrameAndWholeBoardOfOneItem) {
       {"no caption", image(f), {{id(1), 22}}, f, {}},
       {"zero height", image(f, "A"), {{id(1), 0}}, f, {}},
       {"NaN height", image(f, "A"), {{id(1), kNaN}}, f, {}},
-      {"text", captioned(CanvasItem(id(1), TextContent{}, f, 0, false, {})), {{id(1), 22}}, f, {}},
+      {"text", captioned(testing::contentItem(1, TextContent{}, f)), {{id(1), 22}}, f, {}},
       {"drawing overhangs by half its stroke",
        captioned(drawing({0, 0, 100, 100}, 10)),
        {{id(1), 22}},

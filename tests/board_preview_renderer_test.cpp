@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "support/golden_image.hpp"
+#include "support/items.hpp"
 #include "support/test_images.hpp"
 #include "zorvi/board_renderer.hpp"
 #include "zorvi/image_decoder.hpp"
@@ -25,11 +26,7 @@ struct BoardBuilder {
   explicit BoardBuilder(std::string background) {
     bundle.manifest.board.canvas.backgroundColor = std::move(background);
   }
-  static Uuid id(std::uint8_t n) {
-    Uuid id;
-    id.bytes[15] = n;
-    return id;
-  }
+  static Uuid id(std::uint8_t n) { return testing::idNumber(n); }
   BoardBuilder& image(std::uint8_t n, Frame frame, std::int64_t z, std::optional<Bytes> bytes) {
     const std::string path = "images/" + std::to_string(n) + ".png";
     bundle.manifest.items.emplace_back(id(n), path, "thumbnails/" + std::to_string(n) + ".png", frame, z,

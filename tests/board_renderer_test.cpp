@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "support/html_golden.hpp"
+#include "support/items.hpp"
 #include "support/recording_context.hpp"
 #include "support/test_images.hpp"
 
@@ -12,26 +13,15 @@ namespace {
 using testing::FixedAdvanceMeasurer;
 using Style = DrawingContent::LineStyle;
 
-Uuid idNumber(std::uint8_t n) {
-  Uuid id;
-  id.bytes[15] = n;
-  return id;
-}
+using testing::idNumber;
 
-CanvasItem shapeItem(ShapeContent shape) {
-  return CanvasItem(idNumber(1), std::move(shape), {}, 0, false, {});
-}
-CanvasItem textItem(std::string color) {
-  return CanvasItem(idNumber(2), TextContent{"one", std::move(color), 10}, {}, 0, false, {});
-}
+CanvasItem shapeItem(ShapeContent shape) { return testing::contentItem(1, std::move(shape)); }
+CanvasItem textItem(std::string color) { return testing::contentItem(2, TextContent{"one", std::move(color), 10}); }
 CanvasItem drawingItem(std::vector<DrawingPoint> points, std::string color, double width, Style style) {
-  return CanvasItem(idNumber(3), DrawingContent{std::move(points), std::move(color), width, style}, {}, 0,
-                    false, {});
+  return testing::contentItem(3, DrawingContent{std::move(points), std::move(color), width, style});
 }
-CanvasItem imageItem(std::uint8_t n, std::optional<std::string> caption,
-                     std::optional<CaptionAlignment> alignment = std::nullopt) {
-  return CanvasItem(idNumber(n), "images/a.png", "thumbnails/a.png", {}, 0, {}, {}, std::move(caption),
-                    alignment, false, {});
+CanvasItem imageItem(std::uint8_t n, std::optional<std::string> caption, std::optional<CaptionAlignment> alignment = {}) {
+  return testing::imageItem(n, {}, std::move(caption), alignment);
 }
 
 std::string traceOf(double width, double height, std::vector<BoardLayout::PlacedItem> items,

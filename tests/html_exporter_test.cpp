@@ -11,6 +11,7 @@
 
 #include "export/html_text.hpp"
 #include "support/html_golden.hpp"
+#include "support/items.hpp"
 
 namespace zorvi {
 namespace {
@@ -18,20 +19,12 @@ namespace {
 using Placed = BoardLayout::PlacedItem;
 using Opt = std::optional<std::string>;
 
-Uuid uuid(std::uint8_t n) {
-  Uuid id;
-  id.bytes[15] = n;
-  return id;
-}
+constexpr auto uuid = &testing::idNumber;
+using testing::imageItem;
 
 template <typename Content>
 CanvasItem item(std::uint8_t n, Frame frame, std::int64_t z, Content content) {
-  return CanvasItem(uuid(n), std::move(content), frame, z, false, std::nullopt);
-}
-
-CanvasItem imageItem(Uuid id, Frame frame, Opt caption = {}, std::optional<CaptionAlignment> alignment = {}) {
-  return CanvasItem(id, "images/" + id.string() + ".png", "thumbnails/" + id.string() + ".png", frame, 0,
-                    PixelSize{4, 4}, ItemSource{}, std::move(caption), alignment, false, std::nullopt);
+  return testing::contentItem(n, std::move(content), frame, z);
 }
 
 Placed placed(const CanvasItem& item, std::optional<Frame> caption = {}) { return Placed(item, item.frame, caption); }
@@ -144,8 +137,8 @@ TEST(HTMLElements, WriteEachKindOfItemTitleAndCaptionOnOneLine) {
       {"solid drawing, invalid colour",
        HTMLExporter::renderedElement(placed(item(3, {5, 6, 200, 100}, 0, DrawingContent{{{0.3333, 0.001}, {-0.1, 1.2}}, "blue", 2.5, Style::solid})), images)},
       {"drawing of one point", HTMLExporter::renderedElement(placed(item(3, {}, 0, DrawingContent{{{0.5, 0.5}}, "#111111", 4, Style::solid})), images)},
-      {"image in the map", HTMLExporter::renderedElement(placed(imageItem(uuid(7), {1, 2, 30, 40})), images)},
-      {"image not in the map", HTMLExporter::renderedElement(placed(imageItem(uuid(8), {1, 2, 30, 40})), images)},
+      {"image in the map", HTMLExporter::renderedElement(placed(imageItem(7, {1, 2, 30, 40})), images)},
+      {"image not in the map", HTMLExporter::renderedElement(placed(imageItem(8, {1, 2, 30, 40})), images)},
       {"title: dark fill gives light ink",
        HTMLExporter::sectionTitleElement(placed(item(2, {10, 20, 200, 100}, 4, ShapeContent{"#1a1a1a", {}, 1, "Q1 <goals>", 44})), "#ffffff")},
       {"title: unparsable fill decides, not the background",
@@ -169,7 +162,7 @@ TEST(HTMLElements, WriteEachKindOfItemTitleAndCaptionOnOneLine) {
   const auto add = [&](const char* name, const Opt& element) { transcript += "# " + std::string(name) + "\n" + element.value_or("(none)\n"); };
   for (const auto& [name, element] : items) add(name, element);
   for (const auto& [name, text, alignment, frame] : captions)
-    add(name, HTMLExporter::captionElement(placed(imageItem(uuid(9), {0, 0, 100, 50}, text, alignment), frame), "#FFFFFF"));
+    add(name, HTMLExporter::captionElement(placed(imageItem(9, {0, 0, 100, 50}, text, alignment), frame), "#FFFFFF"));
   testing::expectMatchesGolden("elements", transcript, "txt");
 }
 
@@ -187,7 +180,7 @@ BoardBundle boardNamed(std::string name, std::string background, std::vector<Can
 
 BoardBundle eachKindBoard(BoardHeader header = {}) {
   return boardNamed("Tom & Jerry's <plan>", "#fafafa",
-                    {imageItem(uuid(1), {0, 0, 120, 80}), item(2, {140, 0, 200, 60}, 1, TextContent{"Hello\nworld", "#333333", 24}),
+                    {imageItem(1, {0, 0, 120, 80}), item(2, {140, 0, 200, 60}, 1, TextContent{"Hello\nworld", "#333333", 24}),
                      item(3, {0, 100, 300, 150}, -1, ShapeContent{"#1a1a1a", "#ffffff", 3, "Moodboard", std::nullopt}),
                      item(4, {320, 100, 100, 100}, 2,
                           DrawingContent{{{0, 0}, {0.5, 1}, {1, 0}}, "#e63946", 6, DrawingContent::LineStyle::dashed})},
@@ -197,10 +190,10 @@ BoardBundle eachKindBoard(BoardHeader header = {}) {
 TEST(HTMLDocuments, SinglePageDocumentsMatchTheirGoldenFiles) {
   const BoardBundle captions =
       boardNamed("Captions", "  #202020 ",
-                 {imageItem(uuid(1), {0, 0, 160, 90}, "Leading line", CaptionAlignment::leading),
-                  imageItem(uuid(2), {180, 0, 160, 90}, "Centred", CaptionAlignment::center),
-                  imageItem(uuid(3), {360, 0, 160, 90}, "Trailing", CaptionAlignment::trailing),
-                  imageItem(uuid(4), {540, 0, 160, 90}, "No picture, caption stays")});
+                 {imageItem(1, {0, 0, 160, 90}, "Leading line", CaptionAlignment::leading),
+                  imageItem(2, {180, 0, 160, 90}, "Centred", CaptionAlignment::center),
+                  imageItem(3, {360, 0, 160, 90}, "Trailing", CaptionAlignment::trailing),
+                  imageItem(4, {540, 0, 160, 90}, "No picture, caption stays")});
   const ImageMap captionImages{{uuid(1), EmbeddedImage{kPng, "image/png"}},
                                {uuid(2), EmbeddedImage{kPng, "image/png"}},
                                {uuid(3), EmbeddedImage{{0xFF, 0xD8, 0xFF, 0xE0}, "image/jpeg"}}};
@@ -227,7 +220,7 @@ TEST(HTMLDocuments, SinglePageDocumentTakesThePicturesOfTheBundle) {
     BoardBundle bundle = eachKindBoard();
     bundle.images = images;
     bundle.thumbnails = thumbnails;
-    CanvasItem unnamed = imageItem(uuid(6), {0, 300, 10, 10});
+    CanvasItem unnamed = imageItem(6, {0, 300, 10, 10});
     unnamed.thumbnail.reset();
     bundle.images["images/" + uuid(6).string() + ".png"] = kPng;
     bundle.manifest.items.push_back(unnamed);
@@ -337,7 +330,7 @@ TEST(HTMLDocuments, PagedDocumentMatchesItsGoldenFile) {
   BoardBundle board = eachKindBoard({.title = "Spring collection", .client = "ACME & Co", .model = "  ",
                                      .date = "2026-03-01", .location = "Hall 3", .notes = "Bring swatches.\nNo <glitter>."});
   board.manifest.board.canvas.backgroundColor = "#F4F1EA";
-  board.manifest.items.push_back(imageItem(uuid(5), {850, 300, 120, 80}, "Across the fold", CaptionAlignment::center));
+  board.manifest.items.push_back(imageItem(5, {850, 300, 120, 80}, "Across the fold", CaptionAlignment::center));
   const ImageMap images{{uuid(1), EmbeddedImage{kPng, "image/png"}}, {uuid(5), EmbeddedImage{kPng, "image/png"}}};
   const CaptionHeights heights{{uuid(5), 20.7}};
   std::vector<Frame> frames;
