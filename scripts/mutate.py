@@ -151,21 +151,38 @@ MUTANTS = [
 
 
 def run(cmd, **kwargs):
-    return subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, **kwargs)
+    return subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace",
+                          **kwargs)
+
+
+# Where the scratch copy comes from: the working tree, or a commit unpacked by --rev.
+SOURCE = ROOT
 
 
 def tracked_files():
+    if SOURCE != ROOT:
+        return [str(p.relative_to(SOURCE)) for p in SOURCE.rglob("*") if p.is_file()]
     out = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
                          cwd=ROOT, check=True, stdout=subprocess.PIPE).stdout
     return [p for p in out.decode().split("\0") if p and (ROOT / p).is_file()]
 
 
+def unpack(rev):
+    """The tree of a commit, so that a run can judge tests as they were while the work tree moves on."""
+    target = WORK / "rev"
+    shutil.rmtree(target, ignore_errors=True)
+    target.mkdir(parents=True)
+    archive = subprocess.run(["git", "archive", rev], cwd=ROOT, check=True, stdout=subprocess.PIPE).stdout
+    subprocess.run(["tar", "-x", "-C", str(target)], input=archive, check=True)
+    return target
+
+
 def sync_tree():
-    """Mirrors the working tree into the scratch copy, writing only changed files so that builds stay
+    """Mirrors the source into the scratch copy, writing only changed files so that builds stay
     incremental."""
     wanted = set(tracked_files())
     for rel in wanted:
-        src, dst = ROOT / rel, TREE / rel
+        src, dst = SOURCE / rel, TREE / rel
         data = src.read_bytes()
         if dst.is_file() and dst.read_bytes() == data:
             continue
@@ -238,7 +255,9 @@ def main():
     ap = argparse.ArgumentParser()
     ap.add_argument("--list", action="store_true", help="print the table and stop")
     ap.add_argument("--only", nargs="*", default=[], help="concerns or mutant numbers to run")
-    ap.add_argument("--json", help="write the results to this file")
+    ap.add_argument("--json", help="write the results to this file, after each mutant")
+    ap.add_argument("--rev", help="judge the tests of this commit instead of the working tree")
+    ap.add_argument("--resume", action="store_true", help="keep the results already in --json, run the rest")
     args = ap.parse_args()
 
     check_table(MUTANTS)
@@ -252,6 +271,9 @@ def main():
         numbered = [(i, m) for i, m in numbered if m[0] in args.only or str(i) in args.only]
 
     WORK.mkdir(parents=True, exist_ok=True)
+    global SOURCE
+    if args.rev:
+        SOURCE = unpack(args.rev)
     sync_tree()
     files = tracked_files()
     digest = tree_digest(files)
@@ -268,6 +290,10 @@ def main():
         sys.exit(f"mutate: {failed} fails on the unchanged tree; fix it before judging mutants")
 
     results = []
+    if args.resume and args.json and Path(args.json).is_file():
+        results = [r for r in json.loads(Path(args.json).read_text()) if r["id"] in {i for i, _ in numbered}]
+        done = {r["id"] for r in results}
+        numbered = [(i, m) for i, m in numbered if i not in done]
     started = time.time()
     try:
         for i, (concern, rel, before, after) in numbered:
@@ -289,10 +315,13 @@ def main():
                             "verdict": verdict, "by": by or ""})
             print(f"{i:3} {verdict:10} {concern:9} {rel} {by or ''} ({time.time() - t0:.0f} s)",
                   flush=True)
+            if args.json:
+                Path(args.json).write_text(json.dumps(results, indent=1))
     finally:
         if tree_digest(files) != digest:
             sys.exit("mutate: the scratch tree differs from the working tree after the run")
 
+    results.sort(key=lambda r: r["id"])
     killed = sum(r["verdict"] == "killed" for r in results)
     survived = [r for r in results if r["verdict"] == "survived"]
     not_viable = [r for r in results if r["verdict"] == "not viable"]
@@ -306,8 +335,6 @@ def main():
         print(f"  survived {r['id']:3} {r['file']}: {r['from']!r} -> {r['to']!r}")
     for r in not_viable:
         print(f"  not viable {r['id']:3} {r['file']}: {r['from']!r} -> {r['to']!r}")
-    if args.json:
-        Path(args.json).write_text(json.dumps(results, indent=1))
     status = subprocess.run(["git", "status", "--porcelain", "--", "src", "include", "tools"],
                             cwd=ROOT, stdout=subprocess.PIPE, text=True).stdout
     if status.strip():
