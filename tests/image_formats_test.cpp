@@ -59,11 +59,7 @@ TEST(ImageFormat, NamesAndExtensions) {
 }
 
 TEST(ImageFormatDetector, IdentifiesLeadingBytes) {
-  struct Row {
-    const char* name;
-    Bytes bytes;
-    DetectedFormat expected;
-  } const rows[] = {
+  const std::tuple<const char*, Bytes, DetectedFormat> rows[] = {
       {"empty", {}, kUnknown},
       {"complete JPEG start, 3 bytes", bytesOf("\xFF\xD8\xFF"), kUnknown},
       {"JPEG", bytesOf("\xFF\xD8\xFF\xE0"), kJpeg},
@@ -92,10 +88,10 @@ TEST(ImageFormatDetector, IdentifiesLeadingBytes) {
       {"a byte above 0x7F skips its group", ftyp(0x18, {"isom", k0, "avi\xC3", "heic"}), kHeic},
       {"brand cut by the end of the bytes", ftyp(0x18, {"isom", k0, "avi"}), kUnknown},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(identify(row.bytes), row.expected);
-    EXPECT_EQ(ImageFormatDetector::detect(row.bytes), row.expected.acceptedFormat());
+  for (const auto& [name, bytes, expected] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(identify(bytes), expected);
+    EXPECT_EQ(ImageFormatDetector::detect(bytes), expected.acceptedFormat());
   }
   EXPECT_EQ(ImageFormatDetector::classifyISOBMFF(ftyp(0x18, {"avi"})), kUnknown);
 }
@@ -130,11 +126,8 @@ TEST(ImageFormatDetector, RecognisesFilesFromRealEncoders) {
   const std::filesystem::path dir = pattern;
   ASSERT_TRUE(run("cd " + dir.string() + " && convert -size 16x12 gradient:red-blue source.png"))
       << "ImageMagick's convert is missing";
-  struct Row {
-    const char* file;
-    const char* command;  // run in the folder that holds source.png
-    DetectedFormat expected;
-  } const rows[] = {
+  // The file, the command that writes it in the folder that holds source.png, what it is.
+  const std::tuple<const char*, const char*, DetectedFormat> rows[] = {
       {"a.jpg", "convert source.png a.jpg", kJpeg},
       {"a.png", "convert source.png PNG24:a.png", kPng},
       {"a.gif", "convert source.png a.gif", kGif},
@@ -146,11 +139,10 @@ TEST(ImageFormatDetector, RecognisesFilesFromRealEncoders) {
       {"a.jxl", "cjxl source.png a.jxl", kJxl},
       {"b.jxl", "cjxl --container=1 source.png b.jxl", kJxl},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.command);
-    ASSERT_TRUE(run("cd " + dir.string() + " && " + row.command));
-    std::ifstream in(dir / row.file, std::ios::binary);
-    EXPECT_EQ(identify(Bytes(std::istreambuf_iterator<char>(in), {})), row.expected);
+  for (const auto& [file, command, expected] : rows) {
+    ASSERT_TRUE(run("cd " + dir.string() + " && " + command)) << command;
+    std::ifstream in(dir / file, std::ios::binary);
+    EXPECT_EQ(identify(Bytes(std::istreambuf_iterator<char>(in), {})), expected) << command;
   }
   std::filesystem::remove_all(dir);
 }
@@ -170,11 +162,7 @@ TEST(HTMLExporter, FullResolutionImagesPairItemsWithBytesAndType) {
   bundle.images = {{"images/a.png", png},   {"images/b.png", gif},    {"images/g.gif", png},
                    {"images/c.bmp", other}, {"images/D.JPEG", other}, {"f.png.avif", {}}};
   bundle.thumbnails = {{"t.gif", gif}};
-  struct Row {
-    const char* name;
-    CanvasItem item;
-    std::optional<EmbeddedImage> expected;
-  } const rows[] = {
+  const std::tuple<const char*, CanvasItem, std::optional<EmbeddedImage>> rows[] = {
       {"full image", imageItem(1, "images/a.png", "t.gif"), EmbeddedImage{png, "image/png"}},
       {"thumbnail stands in", imageItem(2, "images/none.png", "t.gif"),
        EmbeddedImage{gif, "application/octet-stream"}},
@@ -189,12 +177,11 @@ TEST(HTMLExporter, FullResolutionImagesPairItemsWithBytesAndType) {
       {"upper-case extension", imageItem(10, "images/D.JPEG"), EmbeddedImage{other, "image/jpeg"}},
       {"last dot counts", imageItem(12, "f.png.avif"), EmbeddedImage{{}, "image/avif"}},
   };
-  for (const Row& row : rows) bundle.manifest.items.push_back(row.item);
+  for (const auto& row : rows) bundle.manifest.items.push_back(std::get<1>(row));
   const ImageMap images = HTMLExporter::fullResolutionImages(bundle);
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    const auto found = images.find(row.item.id);
-    EXPECT_EQ(found == images.end() ? std::nullopt : std::optional(found->second), row.expected);
+  for (const auto& [name, item, expected] : rows) {
+    const auto found = images.find(item.id);
+    EXPECT_EQ(found == images.end() ? std::nullopt : std::optional(found->second), expected) << name;
   }
   // A later item of the same id replaces the earlier one.
   bundle.manifest.items.push_back(imageItem(1, "images/b.png"));
