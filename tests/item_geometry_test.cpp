@@ -36,10 +36,7 @@ TEST(ItemGeometry, ResizeKeepsTheAspectRatio) {
   for (const auto& [name, frame, corner, delta, zoom, minSize, expected] : rows) {
     SCOPED_TRACE(name);
     const Frame got = ItemGeometry::resize(frame, corner, delta, zoom, minSize);
-    EXPECT_DOUBLE_EQ(got.x, expected.x);
-    EXPECT_DOUBLE_EQ(got.y, expected.y);
-    EXPECT_DOUBLE_EQ(got.width, expected.width);
-    EXPECT_DOUBLE_EQ(got.height, expected.height);
+    for (const auto part : {&Frame::x, &Frame::y, &Frame::width, &Frame::height}) EXPECT_DOUBLE_EQ(got.*part, expected.*part);
   }
 }
 
