@@ -228,7 +228,7 @@ TEST(ManifestRoundTrip, EveryProperPrefixIsRefused) {
   }
 }
 
-TEST(ManifestDates, ParsesRealInstantsInTheWritableYears) {
+TEST(ManifestDates, ParsesRealInstantsInTheWritableYearsAndNothingElse) {
   const Date example = utc(year{2025} / 3 / 14, 9h + 26min + 53s);
   const std::pair<const char*, Date> rows[] = {
       {"2025-03-14T09:26:53Z", example},
@@ -241,9 +241,6 @@ TEST(ManifestDates, ParsesRealInstantsInTheWritableYears) {
       {"0000-01-01T00:00:00Z", utc(year{0} / 1 / 1)},
       {"9999-12-31T23:59:59+23:59", utc(year{9999} / 12 / 31, 59s)}};
   for (const auto& [text, expected] : rows) EXPECT_EQ(ManifestCoder::parseDate(text), expected) << text;
-}
-
-TEST(ManifestDates, RefusesAnythingElse) {
   for (const char* text :
        {"0000-01-01T00:30:00+01:00", "9999-12-31T23:30:00-01:00", "2025-03-14T09:26:53.123Z",
         "2025-03-14t09:26:53z", "2025-02-29T00:00:00Z", "1900-02-29T00:00:00Z", "2025-04-31T00:00:00Z",
@@ -269,20 +266,11 @@ TEST(ManifestDates, FormatsInUtcWithSignedWideYearsOutsideTheRange) {
 }
 
 TEST(Utf8, FindsTheFirstFault) {
-  const std::tuple<std::string, bool, std::size_t> rows[] = {// text, refuse NUL, expected offset
-                                                             {"0123456789abcdefg\xFFxyz", true, 17},
-                                                             {"abcdefg\0hijklmnop"s, true, 7},
-                                                             {"abcdefg\0hijklmnop"s, false, 17},
-                                                             {"\xC1\xBF", true, 0},
-                                                             {"\xE0\x9F\xBF", true, 0},
-                                                             {"\xED\x9F\xBF", true, 3},
-                                                             {"\xED\xA0\x80", true, 0},
-                                                             {"\xF0\x8F\xBF\xBF", true, 0},
-                                                             {"\xF4\x8F\xBF\xBF", true, 4},
-                                                             {"\xF4\x90\x80\x80", true, 0},
-                                                             {"ab\x80", true, 2},
-                                                             {"ab\xE6\x97", true, 2},
-                                                             {"\xE6\x97!", true, 0}};
+  const std::tuple<std::string, bool, std::size_t> rows[] = {  // text, refuse NUL, expected offset
+      {"0123456789abcdefg\xFFxyz", true, 17}, {"abcdefg\0hijklmnop"s, true, 7}, {"abcdefg\0hijklmnop"s, false, 17},
+      {"\xC1\xBF", true, 0}, {"\xE0\x9F\xBF", true, 0}, {"\xED\x9F\xBF", true, 3}, {"\xED\xA0\x80", true, 0},
+      {"\xF0\x8F\xBF\xBF", true, 0}, {"\xF4\x8F\xBF\xBF", true, 4}, {"\xF4\x90\x80\x80", true, 0},
+      {"ab\x80", true, 2}, {"ab\xE6\x97", true, 2}, {"\xE6\x97!", true, 0}};
   for (const auto& [text, refuseNul, expected] : rows) {
     EXPECT_EQ(utf8::firstFault(text, refuseNul), expected) << ::testing::PrintToString(text);
   }
