@@ -86,6 +86,7 @@ TEST(BoardCGRenderer, DrawsEachKindOfItemAsTraced) {
        traceOf(100, 100, {{shapeItem({"#00ff00", "#0000ff", 4, std::nullopt, std::nullopt}), {10, 20, 30, 40}, std::nullopt}})},
       {"shape with empty and invalid colours", shape(shapeItem({"", "blue", 3, std::nullopt, std::nullopt}))},
       {"stroke wider than the frame", shape(shapeItem({std::nullopt, "#000", 31, std::nullopt, std::nullopt}))},
+      {"stroke as wide as the frame", shape(shapeItem({std::nullopt, "#000", 30, std::nullopt, std::nullopt}))},
       {"drawing solid, corner to corner", drawing(drawingItem({{0, 0}, {1, 1}}, "#000000", 3, Style::solid))},
       {"drawing dashes of 3w and gaps of 2w", drawing(drawingItem({{0, 0}, {0.5, 0.5}, {1, 0}}, "#FF0000", 2, Style::dashed))},
       {"drawing of one point", drawing(drawingItem({{0.5, 0.5}}, "#000", 3, Style::solid))},

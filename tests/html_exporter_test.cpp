@@ -59,6 +59,7 @@ TEST(HTMLColours, AcceptOnlyHashAndThreeOrSixHexCharacters) {
       {"line break not trimmed", "#abc\n", std::nullopt},
       {"five", "#12345", std::nullopt},
       {"seven", "#1234567", std::nullopt},
+      {"eight", "#12345678", std::nullopt},
       {"no hash", "1a1a1a", std::nullopt},
       {"not hex", "#ggg", std::nullopt},
       {"full-width digits", "#\uFF10\uFF21\uFF46", "#\uFF10\uFF21\uFF46"},

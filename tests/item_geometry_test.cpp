@@ -28,6 +28,7 @@ TEST(ItemGeometry, ResizeKeepsTheAspectRatio) {
       {"top-right projects onto the diagonal", f, ResizeCorner::topRight, {20, -10}, 1, 0, {0, -10, 120, 60}},
       {"bottom-left off the diagonal", f, ResizeCorner::bottomLeft, {-50, 0}, 1, 0, {-40, 0, 140, 70}},
       {"floored at minSize", f, ResizeCorner::bottomRight, {-1000, -1000}, 1, 10, {0, 0, 20, 10}},
+      {"floored at minSize before the anchor", f, ResizeCorner::bottomRight, {-90, -45}, 1, 10, {0, 0, 20, 10}},
       {"zero width", {0, 0, 0, 50}, ResizeCorner::bottomRight, {20, 10}, 1, 0, {0, 0, 0, 50}},
       {"negative height", {0, 0, 10, -5}, ResizeCorner::bottomRight, {20, 10}, 1, 0, {0, 0, 10, -5}},
       {"zoom 0", f, ResizeCorner::bottomRight, {20, 10}, 0, 0, f},

@@ -20,7 +20,7 @@ TEST(PageGrid, VisibleTilesInReadingOrder) {
       {"around the origin", {-10, -10, 20, 20}, {{-1, -1}, {0, -1}, {-1, 0}, {0, 0}}},
       {"edge on a boundary", {0, 0, 909, 1286}, {{0, 0}}},
       {"one unit over", {0, 0, 910, 1286}, {{0, 0}, {1, 0}}},
-      {"zero width", {0, 0, 0, 100}, {}},
+      {"zero width inside a page", {10, 0, 0, 100}, {}},
       {"NaN", {kNaN, 0, 10, 10}, {}},
       {"infinite", {0, 0, std::numeric_limits<double>::infinity(), 10}, {}},
       {"beyond the index range", {1e300, 0, 10, 10}, {}},

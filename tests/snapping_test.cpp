@@ -42,6 +42,7 @@ TEST(Snapping, MovingSnapsToTheNearestLineWithEarlierLinesWinningTies) {
       {"grid half away from zero", {-15, -100, 0, 0}, {{}, {}, {}, 10}, 1, 5,
        {{-20, -100, 0, 0}, {{Axis::vertical, -20, -100, -100}, {Axis::horizontal, -100, -20, -20}}}},
       {"negative grid is off", {14.9, 100.5, 0, 0}, {{}, {}, {}, -10}, 1, 5, {{14.9, 100.5, 0, 0}, {}}},
+      {"zero grid is off", {14.9, 100.5, 0, 0}, {{}, {}, {}, 0}, 1, 5, {{14.9, 100.5, 0, 0}, {}}},
       {"left edge's grid line before the right edge's lines", {12, 500, 10, 0}, {{}, {24}, {}, 10}, 1, 2,
        {{10, 500, 10, 0}, {{Axis::vertical, 10, 500, 500}, {Axis::horizontal, 500, 10, 20}}}},
       {"guide widened within half a unit", {2, 0, 10, 10}, {nearLine, {2}}, 1, 1,
