@@ -299,6 +299,8 @@ def main():
         for i, (concern, rel, before, after) in numbered:
             path = TREE / rel
             original = path.read_text()
+            if original.count(before) != 1:
+                sys.exit(f"mutate: mutant {i} does not apply to {rel} in the scratch tree")
             t0 = time.time()
             try:
                 path.write_text(original.replace(before, after, 1))
