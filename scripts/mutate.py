@@ -7,9 +7,13 @@ tree, rebuilds only the test programs of that concern, runs them, and restores t
 is killed when a test fails, survives when every test passes, and is not viable when it does not
 build. The working tree is never touched, so tests can be edited while a run is going on.
 
-    nice -n 10 python3 scripts/mutate.py            # every mutant
+    nice -n 10 python3 scripts/mutate.py            # every mutant, against the working tree's tests
     python3 scripts/mutate.py --list                # the table
-    python3 scripts/mutate.py --only render         # one concern, or mutant ids
+    python3 scripts/mutate.py --only render 84      # concerns or mutant numbers
+    nice -n 10 python3 scripts/mutate.py --rev main --json build/mutate/main.json   # a commit's tests
+
+--resume with --json keeps the verdicts already in that file and runs only the rest. Test programs run
+directly, stopping at the first failure; a program that runs longer than a minute counts as killing.
 """
 import argparse
 import hashlib
