@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "support/geometry_printers.hpp"
+#include "support/items.hpp"
 
 namespace zorvi {
 namespace {
@@ -16,12 +17,7 @@ using Arrangement::Alignment;
 using Arrangement::Axis;
 using Arrangement::Frames;
 
-// Ids ascend with n, so a map built from a list iterates in list order.
-Uuid id(std::uint64_t n) {
-  Uuid u;
-  for (int i = 0; i < 8; ++i) u.bytes[15 - i] = static_cast<std::uint8_t>(n >> (8 * i));
-  return u;
-}
+constexpr auto id = &testing::idNumber;  // a map built from a list iterates in list order
 
 Frames framesOf(const std::vector<Frame>& list) {
   Frames frames;
@@ -91,11 +87,11 @@ TEST(Arrangement, MovesOnlyAlongTheAxisKeepsSizesAndTheFirstEntry) {
       }
     };
     for (int a = 0; a <= static_cast<int>(Alignment::bottom); ++a) {
-      SCOPED_TRACE(testing::Message() << "round " << round << " alignment " << a);
+      SCOPED_TRACE(::testing::Message() << "round " << round << " alignment " << a);
       check(Arrangement::align(frames, static_cast<Alignment>(a)), a <= static_cast<int>(Alignment::right));
     }
     for (const Axis axis : {Axis::horizontal, Axis::vertical}) {
-      SCOPED_TRACE(testing::Message() << "round " << round << " axis " << static_cast<int>(axis));
+      SCOPED_TRACE(::testing::Message() << "round " << round << " axis " << static_cast<int>(axis));
       const Frames moved = Arrangement::distribute(frames, axis);
       check(moved, axis == Axis::horizontal);
       if (frames.size() < 3) continue;

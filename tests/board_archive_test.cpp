@@ -29,6 +29,17 @@ ZipEntry file(std::string name, std::string_view content, std::uint16_t method =
   return {.name = std::move(name), .data = toBytes(content), .method = method};
 }
 
+// The error a read ends with, or nothing when it succeeds.
+template <typename Source>
+std::optional<BoardArchiveError> readError(const Source& source) {
+  try {
+    BoardArchive::read(source);
+  } catch (const BoardArchiveError& error) {
+    return error;
+  }
+  return std::nullopt;
+}
+
 // One archive holding every kind of entry a reader meets: each is collected under its key or skipped.
 TEST(BoardArchive, CollectsFileEntriesByPrefix) {
   const std::uint32_t folder = 040755u << 16, symlink = 0120777u << 16;
@@ -86,11 +97,7 @@ TEST(BoardArchive, ReportsEachFailureAsItsCase) {
   for (std::size_t i = 1; i < 50; ++i)
     sharing.push_back({.name = "images/" + std::to_string(i), .sharesDataOf = 1});
   const Bytes valid = buildZip({manifestEntry(), image}).bytes;
-  const struct {
-    const char* name;
-    Bytes bytes;
-    Case expected;
-  } rows[] = {
+  const std::tuple<const char*, Bytes, Case> rows[] = {
       {"empty", {}, Case::archiveCorrupt},
       {"garbage", toBytes("this is not a zip archive at all, not even close......"), Case::archiveCorrupt},
       {"truncated", Bytes(valid.begin(), valid.begin() + static_cast<std::ptrdiff_t>(valid.size() / 2)),
@@ -118,15 +125,12 @@ TEST(BoardArchive, ReportsEachFailureAsItsCase) {
       {"damaged image and no manifest", flipped({image}, 0), Case::manifestMissing},
       {"damaged manifest and schema 9", flipped({manifestEntry(9)}, 0), Case::archiveCorrupt},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    try {
-      BoardArchive::read(row.bytes);
-      ADD_FAILURE() << "read succeeded";
-    } catch (const BoardArchiveError& error) {
-      EXPECT_EQ(error.kind(), row.expected) << error.underlying();
-      EXPECT_TRUE(row.expected != Case::archiveCorrupt || !error.underlying().empty());
-    }
+  for (const auto& [name, bytes, expected] : rows) {
+    SCOPED_TRACE(name);
+    const auto error = readError(bytes);
+    ASSERT_TRUE(error) << "read succeeded";
+    EXPECT_EQ(error->kind(), expected) << error->underlying();
+    EXPECT_TRUE(expected != Case::archiveCorrupt || !error->underlying().empty());
   }
 }
 
@@ -153,12 +157,8 @@ TEST(BoardArchive, LargeBoardsReadAsEntryAfterEntry) {
     bad[encrypted].flags = 1;
     testing::BuiltZip zip = buildZip(bad);
     zip.bytes[zip.dataOffsets[damaged] + 7] ^= 0x40;  // entries 6, 33 and 36 are stored: a CRC error
-    try {
-      BoardArchive::read(zip.bytes);
-    } catch (const BoardArchiveError& error) {
-      return error.underlying();
-    }
-    return std::string("read succeeded");
+    const auto error = readError(zip.bytes);
+    return error ? error->underlying() : "read succeeded";
   };
   const std::string crc = underlying(6, 35), encryption = underlying(35, 6);
   EXPECT_NE(crc, encryption);
@@ -187,14 +187,10 @@ TEST(BoardArchive, ReadsFilesLikeBytes) {
   EXPECT_EQ(BoardArchive::read(folder.path / "board.zorvi"), BoardArchive::read(bytes));
   for (const fs::path& path :
        {folder.path / "absent.zorvi", folder.path, fs::path("/dev/null"), folder.path / "empty.zorvi"}) {
-    SCOPED_TRACE(path);
-    try {
-      BoardArchive::read(path);
-      ADD_FAILURE() << "read succeeded";
-    } catch (const BoardArchiveError& error) {
-      EXPECT_EQ(error.kind(), Case::archiveCorrupt);
-      EXPECT_NE(error.underlying(), "");
-    }
+    const auto error = readError(path);
+    ASSERT_TRUE(error) << path;
+    EXPECT_EQ(error->kind(), Case::archiveCorrupt) << path;
+    EXPECT_NE(error->underlying(), "") << path;
   }
 }
 

@@ -3,28 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <ostream>
 #include <vector>
 
+#include "support/geometry_printers.hpp"
+#include "support/items.hpp"
+
 namespace zorvi {
-
-void PrintTo(const Frame& f, std::ostream* os) {
-  *os << f.x << ", " << f.y << ", " << f.width << ", " << f.height;
-}
-
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr auto id = &testing::idNumber;
 
-Uuid id(std::uint8_t n) {
-  Uuid u;
-  u.bytes[15] = n;
-  return u;
-}
-
-CanvasItem image(Frame frame, std::optional<std::string> caption = {}, std::int64_t z = 0,
-                 std::uint8_t n = 1) {
-  return CanvasItem(id(n), "images/a.png", "thumbnails/a.png", frame, z, {}, {}, caption, {}, false, {});
+CanvasItem image(Frame frame, std::optional<std::string> caption = {}, std::int64_t z = 0, std::uint8_t n = 1) {
+  return testing::imageItem(n, frame, std::move(caption), {}, z);
 }
 
 // Captioned, so that only the item's kind keeps the caption away.
@@ -34,20 +25,14 @@ CanvasItem captioned(CanvasItem item) {
 }
 
 CanvasItem drawing(Frame frame, double strokeWidth) {
-  return CanvasItem(id(1), DrawingContent{{}, "#000000", strokeWidth, {}}, frame, 0, false, {});
+  return testing::contentItem(1, DrawingContent{{}, "#000000", strokeWidth, {}}, frame);
 }
 
 TEST(BoardLayout, ContentFrameCaptionFrameAndWholeBoardOfOneItem) {
   const Frame f{10, 20, 100, 50};
   CanvasItem bareDrawing = drawing({0, 0, 100, 100}, 10);
   bareDrawing.drawing.reset();
-  struct Row {
-    const char* name;
-    CanvasItem item;
-    CaptionHeights heights;
-    Frame content;
-    std::optional<Frame> caption;
-  } const rows[] = {
+  const std::tuple<const char*, CanvasItem, CaptionHeights, Frame, std::optional<Frame>> rows[] = {
       {"captioned image", image(f, "A"), {{id(1), 22}}, {10, 20, 100, 78}, Frame{0, 56, 100, 22}},
       {"blank caption counts", image(f, " "), {{id(1), 4}}, {10, 20, 100, 60}, Frame{0, 56, 100, 4}},
       {"height of another item", image(f, "A"), {{id(2), 22}}, f, {}},
@@ -55,44 +40,33 @@ TEST(BoardLayout, ContentFrameCaptionFrameAndWholeBoardOfOneItem) {
       {"no caption", image(f), {{id(1), 22}}, f, {}},
       {"zero height", image(f, "A"), {{id(1), 0}}, f, {}},
       {"NaN height", image(f, "A"), {{id(1), kNaN}}, f, {}},
-      {"text", captioned(CanvasItem(id(1), TextContent{}, f, 0, false, {})), {{id(1), 22}}, f, {}},
-      {"drawing overhangs by half its stroke",
-       captioned(drawing({0, 0, 100, 100}, 10)),
-       {{id(1), 22}},
-       {-5, -5, 110, 110},
-       {}},
+      {"text", captioned(testing::contentItem(1, TextContent{}, f)), {{id(1), 22}}, f, {}},
+      {"drawing overhangs by half its stroke", captioned(drawing({0, 0, 100, 100}, 10)), {{id(1), 22}}, {-5, -5, 110, 110}, {}},
       {"drawing without content", bareDrawing, {}, {0, 0, 100, 100}, {}},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(BoardLayout::contentFrame(row.item, row.heights), row.content);
-    const BoardLayout layout(std::vector{row.item}, row.heights);
-    EXPECT_EQ(layout.width, row.content.width);
-    EXPECT_EQ(layout.height, row.content.height);
-    const Frame own{row.item.frame.x - row.content.x, row.item.frame.y - row.content.y, row.item.frame.width,
-                    row.item.frame.height};
+  for (const auto& [name, item, heights, content, caption] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(BoardLayout::contentFrame(item, heights), content);
+    const BoardLayout layout(std::vector{item}, heights);
+    EXPECT_EQ(std::pair(layout.width, layout.height), std::pair(content.width, content.height));
+    const Frame own{item.frame.x - content.x, item.frame.y - content.y, item.frame.width, item.frame.height};
     ASSERT_EQ(layout.items.size(), 1u);
-    EXPECT_EQ(layout.items[0], BoardLayout::PlacedItem(row.item, own, row.caption));
+    EXPECT_EQ(layout.items[0], BoardLayout::PlacedItem(item, own, caption));
   }
 }
 
 TEST(BoardLayout, WholeBoardIsTheBoundingBoxOfContentFrames) {
-  struct Row {
-    const char* name;
-    std::vector<CanvasItem> items;
-    PageSize size;
-  } const rows[] = {
+  const std::tuple<const char*, std::vector<CanvasItem>, PageSize> rows[] = {
       // Entirely left of and above the origin, so that neither edge can start from 0.
       {"negative coordinates", {image({-50, -30, 20, 20}), image({-20, -15, 10, 10})}, {40, 25}},
       {"NaN after a number is ignored", {image({10, 10, 10, 10}), image({kNaN, kNaN, 5, 5})}, {10, 10}},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    const BoardLayout layout(row.items, {});
-    EXPECT_EQ(layout.width, row.size.width);
-    EXPECT_EQ(layout.height, row.size.height);
-    ASSERT_EQ(layout.items.size(), row.items.size());
-    EXPECT_EQ(layout.items[0].frame, (Frame{0, 0, row.items[0].frame.width, row.items[0].frame.height}));
+  for (const auto& [name, items, size] : rows) {
+    SCOPED_TRACE(name);
+    const BoardLayout layout(items, {});
+    EXPECT_EQ((PageSize{layout.width, layout.height}), size);
+    ASSERT_EQ(layout.items.size(), items.size());
+    EXPECT_EQ(layout.items[0].frame, (Frame{0, 0, items[0].frame.width, items[0].frame.height}));
   }
   EXPECT_EQ(BoardLayout(std::vector<CanvasItem>{}, {}), BoardLayout());
 }
@@ -114,12 +88,7 @@ TEST(BoardLayout, DrawingOrderIsAStableSortByZIndex) {
 
 TEST(BoardLayout, RectangleKeepsWholeTheItemsThatStrictlyOverlapIt) {
   const Frame page{0, 0, 100, 100};
-  struct Row {
-    const char* name;
-    CanvasItem item;
-    Frame bounds;
-    std::optional<Frame> placed;
-  } const rows[] = {
+  const std::tuple<const char*, CanvasItem, Frame, std::optional<Frame>> rows[] = {
       {"touches the right edge", image({100, 0, 10, 10}), page, {}},
       {"touches the top edge", image({0, -10, 10, 10}), page, {}},
       {"crosses the top-left corner", image({-5, -5, 10, 10}), page, Frame{-5, -5, 10, 10}},
@@ -130,18 +99,15 @@ TEST(BoardLayout, RectangleKeepsWholeTheItemsThatStrictlyOverlapIt) {
       {"NaN x", image({kNaN, 0, 10, 10}), page, {}},
       {"NaN bounds", image({0, 0, 10, 10}), {0, kNaN, 100, 100}, {}},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    const BoardLayout layout(std::vector{row.item}, {{id(1), 20}}, row.bounds);
-    EXPECT_EQ(layout.width, row.bounds.width);
-    ASSERT_EQ(layout.items.size(), row.placed ? 1u : 0u);
-    if (row.placed) {
-      EXPECT_EQ(layout.items[0].frame, *row.placed);
-    }
+  for (const auto& [name, item, bounds, placed] : rows) {
+    SCOPED_TRACE(name);
+    const BoardLayout layout(std::vector{item}, {{id(1), 20}}, bounds);
+    EXPECT_EQ(layout.width, bounds.width);
+    EXPECT_EQ(layout.items.empty() ? std::nullopt : std::optional(layout.items[0].frame), placed);
+    EXPECT_LE(layout.items.size(), 1u);
   }
   const BoardLayout negative(std::vector{image({0, 0, 10, 10})}, {}, {0, 0, -3, kNaN});
-  EXPECT_EQ(negative.width, 0);
-  EXPECT_EQ(negative.height, 0);
+  EXPECT_EQ(std::pair(negative.width, negative.height), std::pair(0.0, 0.0));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "support/golden_image.hpp"
+#include "support/items.hpp"
 #include "support/test_images.hpp"
 #include "zorvi/board_renderer.hpp"
 #include "zorvi/image_decoder.hpp"
@@ -14,7 +15,7 @@ namespace {
 using testing::pixelAt;
 
 constexpr std::uint32_t opaqueBlack = 0xFF000000, opaqueWhite = 0xFFFFFFFF;
-constexpr std::uint32_t opaqueRed = 0xFFFF0000, opaqueBlue = 0xFF0000FF, opaqueGreen = 0xFF00FF00;
+constexpr std::uint32_t opaqueRed = 0xFFFF0000;
 constexpr Color red{1, 0, 0, 1}, blue{0, 0, 1, 1};
 
 // A board whose image item n draws images/n.png from the bundle; other items get distinct ids.
@@ -25,11 +26,7 @@ struct BoardBuilder {
   explicit BoardBuilder(std::string background) {
     bundle.manifest.board.canvas.backgroundColor = std::move(background);
   }
-  static Uuid id(std::uint8_t n) {
-    Uuid id;
-    id.bytes[15] = n;
-    return id;
-  }
+  static Uuid id(std::uint8_t n) { return testing::idNumber(n); }
   BoardBuilder& image(std::uint8_t n, Frame frame, std::int64_t z, std::optional<Bytes> bytes) {
     const std::string path = "images/" + std::to_string(n) + ".png";
     bundle.manifest.items.emplace_back(id(n), path, "thumbnails/" + std::to_string(n) + ".png", frame, z,
@@ -86,42 +83,6 @@ TEST(BoardPreviewRenderer, MissingImageLeavesTheCanvasOrWhite) {
   }
 }
 
-TEST(BoardPreviewRenderer, StretchesAPictureToItsFrameAndStacksByZIndex) {
-  // A 2 × 1 picture, red then blue, in a square frame; a red-only picture half covered by a green shape
-  // that comes before it in the manifest but above it by z-index.
-  const auto picture =
-      BoardPreviewRenderer::render(BoardBuilder("#FFFFFF")
-                                       .image(1, {0, 0, 100, 100}, 0, testing::bandedPNG(2, 1, {red, blue}))
-                                       .add(ShapeContent{"#00FF00", {}, 3, {}, {}}, {150, 0, 50, 100}, 2)
-                                       .image(2, {100, 0, 100, 100}, 1, testing::bandedPNG(8, 8, {red}))
-                                       .bundle,
-                                   200);
-  ASSERT_TRUE(picture);
-  const std::tuple<std::int32_t, std::int32_t, std::uint32_t> rows[] = {
-      {2, 1, opaqueRed},   {2, 98, opaqueRed},     // left half of the square
-      {97, 1, opaqueBlue}, {97, 98, opaqueBlue},   // right half
-      {149, 2, opaqueRed}, {151, 2, opaqueGreen},  // uncovered picture, then the shape above it
-  };
-  for (const auto& [x, y, pixel] : rows) {
-    SCOPED_TRACE(std::to_string(x) + "," + std::to_string(y));
-    EXPECT_EQ(pixelAt(*picture, x, y), pixel);
-  }
-}
-
-TEST(BoardPreviewRenderer, StrokeBandLiesInsideTheFrame) {
-  const auto picture = BoardPreviewRenderer::render(
-      BoardBuilder("#FFFFFF").add(ShapeContent{{}, "#000", 4, {}, {}}, {0, 0, 100, 50}).bundle, 100);
-  ASSERT_TRUE(picture);
-  for (std::int32_t x = 0; x < 8; ++x) {
-    SCOPED_TRACE("column " + std::to_string(x));
-    const std::uint32_t expected = x < 4 ? opaqueBlack : opaqueWhite;
-    EXPECT_EQ(pixelAt(*picture, x, 25), expected);
-    EXPECT_EQ(pixelAt(*picture, 99 - x, 25), expected);
-    EXPECT_EQ(pixelAt(*picture, 50, x), expected);
-    EXPECT_EQ(pixelAt(*picture, 50, 49 - x), expected);
-  }
-}
-
 TEST(BoardPreviewRenderer, MatchesReferencePictures) {
   using enum DrawingContent::LineStyle;
   const std::tuple<const char*, BoardBundle, double> rows[] = {
@@ -141,6 +102,16 @@ TEST(BoardPreviewRenderer, MatchesReferencePictures) {
            .add(DrawingContent{{{0, 0.5}, {0.5, 1}, {1, 0.5}}, "#4AA3DF", 6, solid}, {20, 140, 320, 60})
            .bundle,
        200},
+      // A 2 × 1 picture, red then blue, stretched to a square; a red-only picture half covered by a green
+      // shape that comes before it in the manifest but above it by z-index.
+      {"stacked_pictures",
+       BoardBuilder("#FFFFFF")
+           .image(1, {0, 0, 100, 100}, 0, testing::bandedPNG(2, 1, {red, blue}))
+           .add(ShapeContent{"#00FF00", {}, 3, {}, {}}, {150, 0, 50, 100}, 2)
+           .image(2, {100, 0, 100, 100}, 1, testing::bandedPNG(8, 8, {red}))
+           .bundle,
+       200},
+      {"stroke_band_inside_the_frame", BoardBuilder("#FFFFFF").add(ShapeContent{{}, "#000", 4, {}, {}}, {0, 0, 100, 50}).bundle, 100},
   };
   for (const auto& [name, board, maxPixel] : rows) {
     SCOPED_TRACE(name);

@@ -8,11 +8,7 @@ namespace {
 using CanvasContrast::ChromeTone;
 
 TEST(CanvasContrast, LuminanceAndTone) {
-  struct Row {
-    const char* hex;
-    std::optional<double> luminance;
-    ChromeTone tone;
-  } const rows[] = {
+  const std::tuple<const char*, std::optional<double>, ChromeTone> rows[] = {
       // Summed in the fixed order, white stops one bit short of 1 (the other order gives exactly 1).
       {"#FFFFFF", 0.9999999999999999, ChromeTone::dark},
       {"\u00A0\u3000FfFfFf\u2028\u0085", 0.9999999999999999, ChromeTone::dark},
@@ -25,16 +21,14 @@ TEST(CanvasContrast, LuminanceAndTone) {
       {"+FFFFF", 0.7185882352941176, ChromeTone::dark},  // read as 0FFFFF
       {"#-00000", 0, ChromeTone::light},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.hex);
-    EXPECT_EQ(CanvasContrast::luminance(row.hex), row.luminance);
-    EXPECT_EQ(CanvasContrast::chromeTone(row.hex), row.tone);
+  for (const auto& [hex, luminance, tone] : rows) {
+    EXPECT_EQ(CanvasContrast::luminance(hex), luminance) << hex;
+    EXPECT_EQ(CanvasContrast::chromeTone(hex), tone) << hex;
   }
   for (const char* hex : {"", "#FFF", "#FFFFFFFF", "#GGGGGG", "-00001", "++FFFF", "FFFFF+", "FF FFF",
                           "\u200B#FFFFFF", "#FFFFF\u00E9"}) {
-    SCOPED_TRACE(hex);
-    EXPECT_EQ(CanvasContrast::luminance(hex), std::nullopt);
-    EXPECT_EQ(CanvasContrast::chromeTone(hex), ChromeTone::dark);
+    EXPECT_EQ(CanvasContrast::luminance(hex), std::nullopt) << hex;
+    EXPECT_EQ(CanvasContrast::chromeTone(hex), ChromeTone::dark) << hex;
   }
 }
 

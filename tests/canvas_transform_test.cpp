@@ -10,12 +10,8 @@ namespace zorvi {
 namespace {
 
 TEST(CanvasTransform, ClampZoomKeepsTheLimitsAndLetsNaNThrough) {
-  const std::pair<double, double> rows[] = {
-      {0, 0.05}, {0.05, 0.05}, {0.0500001, 0.0500001}, {20, 20}, {20.5, 20}};
-  for (const auto& [in, out] : rows) {
-    SCOPED_TRACE(in);
-    EXPECT_EQ(CanvasTransform::clampZoom(in), out);
-  }
+  const std::pair<double, double> rows[] = {{0, 0.05}, {0.05, 0.05}, {0.0500001, 0.0500001}, {20, 20}, {20.5, 20}};
+  for (const auto& [in, out] : rows) EXPECT_EQ(CanvasTransform::clampZoom(in), out) << in;
   EXPECT_TRUE(std::isnan(CanvasTransform::clampZoom(NAN)));
 }
 
@@ -69,9 +65,8 @@ TEST(BoardFit, CentresTheContentAsLargeAsTheLimitsAllow) {
     const auto fit = BoardFit::transform(frames, view, padding);
     ASSERT_EQ(fit.has_value(), expected.has_value());
     if (!fit) continue;
-    EXPECT_DOUBLE_EQ(fit->zoom, expected->zoom);
-    EXPECT_DOUBLE_EQ(fit->offset.x, expected->offset.x);
-    EXPECT_DOUBLE_EQ(fit->offset.y, expected->offset.y);
+    for (const auto& [got, want] : {std::pair{fit->zoom, expected->zoom}, {fit->offset.x, expected->offset.x}, {fit->offset.y, expected->offset.y}})
+      EXPECT_DOUBLE_EQ(got, want);
   }
 }
 

@@ -28,6 +28,7 @@ TEST(ItemGeometry, ResizeKeepsTheAspectRatio) {
       {"top-right projects onto the diagonal", f, ResizeCorner::topRight, {20, -10}, 1, 0, {0, -10, 120, 60}},
       {"bottom-left off the diagonal", f, ResizeCorner::bottomLeft, {-50, 0}, 1, 0, {-40, 0, 140, 70}},
       {"floored at minSize", f, ResizeCorner::bottomRight, {-1000, -1000}, 1, 10, {0, 0, 20, 10}},
+      {"floored at minSize before the anchor", f, ResizeCorner::bottomRight, {-90, -45}, 1, 10, {0, 0, 20, 10}},
       {"zero width", {0, 0, 0, 50}, ResizeCorner::bottomRight, {20, 10}, 1, 0, {0, 0, 0, 50}},
       {"negative height", {0, 0, 10, -5}, ResizeCorner::bottomRight, {20, 10}, 1, 0, {0, 0, 10, -5}},
       {"zoom 0", f, ResizeCorner::bottomRight, {20, 10}, 0, 0, f},
@@ -36,10 +37,7 @@ TEST(ItemGeometry, ResizeKeepsTheAspectRatio) {
   for (const auto& [name, frame, corner, delta, zoom, minSize, expected] : rows) {
     SCOPED_TRACE(name);
     const Frame got = ItemGeometry::resize(frame, corner, delta, zoom, minSize);
-    EXPECT_DOUBLE_EQ(got.x, expected.x);
-    EXPECT_DOUBLE_EQ(got.y, expected.y);
-    EXPECT_DOUBLE_EQ(got.width, expected.width);
-    EXPECT_DOUBLE_EQ(got.height, expected.height);
+    for (const auto part : {&Frame::x, &Frame::y, &Frame::width, &Frame::height}) EXPECT_DOUBLE_EQ(got.*part, expected.*part);
   }
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "manifest/utf8.hpp"
+#include "support/html_golden.hpp"
 #include "support/sample_manifest.hpp"
 
 namespace zorvi {
@@ -41,47 +42,6 @@ Manifest exampleManifest() {
   return m;
 }
 
-constexpr std::string_view kExampleJson = R"({
-  "board": {
-    "canvas": {
-      "backgroundColor": "#F5F2EC",
-      "lastViewport": {
-        "offsetX": -120.0,
-        "offsetY": 40.5,
-        "zoom": 1.0
-      }
-    },
-    "createdAt": "2025-03-14T09:26:53Z",
-    "id": "6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8",
-    "modifiedAt": "2025-03-15T17:00:00Z",
-    "name": "Spring/Summer",
-    "pageSetup": {
-      "format": "a5",
-      "orientation": "landscape"
-    }
-  },
-  "items": [
-    {
-      "frame": {
-        "height": 600.0,
-        "width": 800.0,
-        "x": -20.0,
-        "y": 0.0
-      },
-      "groupId": "00000000-0000-4000-8000-0000000000AA",
-      "id": "00000000-0000-4000-8000-000000000003",
-      "locked": true,
-      "shape": {
-        "fillColor": "#E8DCCA",
-        "strokeWidth": 3.0,
-        "title": "Materials"
-      },
-      "type": "shape",
-      "zIndex": -1
-    }
-  ],
-  "schemaVersion": 8
-})";
 
 constexpr std::string_view kBoard = R"("board": {"id": "6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8", "name": "B",
   "createdAt": "2025-03-14T09:26:53Z", "modifiedAt": "2025-03-14T09:26:53Z",
@@ -102,8 +62,9 @@ std::string itemWith(std::string_view members) {
 }
 
 TEST(ManifestWriter, WritesTheExampleByteForByteAndReadsItBack) {
-  EXPECT_EQ(encode(exampleManifest()), kExampleJson);
-  EXPECT_EQ(decode(kExampleJson), exampleManifest());
+  const std::string written = encode(exampleManifest());
+  testing::expectMatchesGolden("example_manifest", written, "json");
+  EXPECT_EQ(decode(written), exampleManifest());
 }
 
 void expectKeysAscending(const rapidjson::Value& value, const std::string& path) {
@@ -267,7 +228,7 @@ TEST(ManifestRoundTrip, EveryProperPrefixIsRefused) {
   }
 }
 
-TEST(ManifestDates, ParsesRealInstantsInTheWritableYears) {
+TEST(ManifestDates, ParsesRealInstantsInTheWritableYearsAndNothingElse) {
   const Date example = utc(year{2025} / 3 / 14, 9h + 26min + 53s);
   const std::pair<const char*, Date> rows[] = {
       {"2025-03-14T09:26:53Z", example},
@@ -280,12 +241,9 @@ TEST(ManifestDates, ParsesRealInstantsInTheWritableYears) {
       {"0000-01-01T00:00:00Z", utc(year{0} / 1 / 1)},
       {"9999-12-31T23:59:59+23:59", utc(year{9999} / 12 / 31, 59s)}};
   for (const auto& [text, expected] : rows) EXPECT_EQ(ManifestCoder::parseDate(text), expected) << text;
-}
-
-TEST(ManifestDates, RefusesAnythingElse) {
   for (const char* text :
        {"0000-01-01T00:30:00+01:00", "9999-12-31T23:30:00-01:00", "2025-03-14T09:26:53.123Z",
-        "2025-03-14t09:26:53z", "2025-02-29T00:00:00Z", "1900-02-29T00:00:00Z", "2025-04-31T00:00:00Z",
+        "2025-03-14t09:26:53z", "2025-03-14T09:26:53X", "2025-02-29T00:00:00Z", "1900-02-29T00:00:00Z", "2025-04-31T00:00:00Z",
         "2025-13-01T00:00:00Z", "2025-01-00T00:00:00Z", "2025-01-01T24:00:00Z", "2025-01-01T00:60:00Z",
         "2025-01-01T00:00:60Z", "2025-01-01T00:00:-1Z", "2025-01-01T00:00:00+24:00",
         "2025-01-01T00:00:00+01:60", "2025-01-01T00:00:00+01-00"}) {
@@ -308,20 +266,11 @@ TEST(ManifestDates, FormatsInUtcWithSignedWideYearsOutsideTheRange) {
 }
 
 TEST(Utf8, FindsTheFirstFault) {
-  const std::tuple<std::string, bool, std::size_t> rows[] = {// text, refuse NUL, expected offset
-                                                             {"0123456789abcdefg\xFFxyz", true, 17},
-                                                             {"abcdefg\0hijklmnop"s, true, 7},
-                                                             {"abcdefg\0hijklmnop"s, false, 17},
-                                                             {"\xC1\xBF", true, 0},
-                                                             {"\xE0\x9F\xBF", true, 0},
-                                                             {"\xED\x9F\xBF", true, 3},
-                                                             {"\xED\xA0\x80", true, 0},
-                                                             {"\xF0\x8F\xBF\xBF", true, 0},
-                                                             {"\xF4\x8F\xBF\xBF", true, 4},
-                                                             {"\xF4\x90\x80\x80", true, 0},
-                                                             {"ab\x80", true, 2},
-                                                             {"ab\xE6\x97", true, 2},
-                                                             {"\xE6\x97!", true, 0}};
+  const std::tuple<std::string, bool, std::size_t> rows[] = {  // text, refuse NUL, expected offset
+      {"0123456789abcdefg\xFFxyz", true, 17}, {"abcdefg\0hijklmnop"s, true, 7}, {"abcdefg\0hijklmnop"s, false, 17},
+      {"\xC1\xBF", true, 0}, {"\xE0\x9F\xBF", true, 0}, {"\xED\x9F\xBF", true, 3}, {"\xED\xA0\x80", true, 0},
+      {"\xF0\x8F\xBF\xBF", true, 0}, {"\xF4\x8F\xBF\xBF", true, 4}, {"\xF4\x90\x80\x80", true, 0},
+      {"ab\x80", true, 2}, {"ab\xE6\x97", true, 2}, {"\xE6\x97!", true, 0}};
   for (const auto& [text, refuseNul, expected] : rows) {
     EXPECT_EQ(utf8::firstFault(text, refuseNul), expected) << ::testing::PrintToString(text);
   }

@@ -16,47 +16,36 @@ constexpr PageSetup kA4 = PageSetup::defaultSetup();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 TEST(PageGrid, VisibleTilesInReadingOrder) {
-  struct Row {
-    const char* name;
-    Frame rect;
-    std::vector<Cell> cells;
-  };
-  const Row rows[] = {
+  const std::tuple<const char*, Frame, std::vector<Cell>> rows[] = {
       {"around the origin", {-10, -10, 20, 20}, {{-1, -1}, {0, -1}, {-1, 0}, {0, 0}}},
       {"edge on a boundary", {0, 0, 909, 1286}, {{0, 0}}},
       {"one unit over", {0, 0, 910, 1286}, {{0, 0}, {1, 0}}},
-      {"zero width", {0, 0, 0, 100}, {}},
+      {"zero width inside a page", {10, 0, 0, 100}, {}},
       {"NaN", {kNaN, 0, 10, 10}, {}},
       {"infinite", {0, 0, std::numeric_limits<double>::infinity(), 10}, {}},
       {"beyond the index range", {1e300, 0, 10, 10}, {}},
       {"more pages than any export", {0, 0, 909.0 * 2000, 1286.0 * 2000}, {}},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const auto& [name, rect, expected] : rows) {
     std::vector<Cell> cells;
-    for (const auto& t : PageGrid::visibleTiles(kA4, row.rect)) cells.emplace_back(t.column, t.row);
-    EXPECT_EQ(cells, row.cells);
+    for (const auto& t : PageGrid::visibleTiles(kA4, rect)) cells.emplace_back(t.column, t.row);
+    EXPECT_EQ(cells, expected) << name;
   }
   EXPECT_EQ(PageGrid::visibleTiles(kA4, {-10, -10, 20, 20}).front().frame, (Frame{-909, -1286, 909, 1286}));
   EXPECT_EQ(PageGrid::visibleTiles({PageFormat::a4, PageOrientation::landscape}, {1300, 0, 1, 1}).front().column, 1);
 }
 
 TEST(PageExportPlan, PagesThatItemsReachInReadingOrder) {
-  struct Row {
-    const char* name;
-    std::vector<Frame> frames;
-    std::vector<Cell> cells;
-  };
-  const Row rows[] = {
+  const std::tuple<const char*, std::vector<Frame>, std::vector<Cell>> rows[] = {
       {"rows sort before columns", {{1000, 100, 50, 50}, {100, 1300, 50, 50}}, {{1, 0}, {0, 1}}},
       {"crossing both boundaries", {{850, 1200, 100, 100}}, {{0, 0}, {1, 0}, {0, 1}, {1, 1}}},
       {"left of the origin", {{-50, 0, 40, 40}}, {{-1, 0}}},
       {"same tile twice, empty pages skipped", {{10, 10, 5, 5}, {20, 20, 5, 5}, {2727, 0, 9, 9}}, {{0, 0}, {3, 0}}},
       {"empty and NaN frames", {{0, 0, 0, 10}, {kNaN, 0, 1, 1}}, {}},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    const auto plan = PageExportPlan::pages(kA4, row.frames);
+  for (const auto& [name, frames, expected] : rows) {
+    SCOPED_TRACE(name);
+    const auto plan = PageExportPlan::pages(kA4, frames);
     std::vector<Cell> cells;
     for (std::size_t i = 0; i < plan.size(); ++i) {
       EXPECT_EQ(plan[i].index, static_cast<std::int64_t>(i));
@@ -64,7 +53,7 @@ TEST(PageExportPlan, PagesThatItemsReachInReadingOrder) {
                                          1286.0 * static_cast<double>(plan[i].row), 909, 1286}));
       cells.emplace_back(plan[i].column, plan[i].row);
     }
-    EXPECT_EQ(cells, row.cells);
+    EXPECT_EQ(cells, expected);
   }
 }
 
@@ -98,24 +87,19 @@ TEST(CoverMetaLabels, RowsKeepOrderAndDropEmptyValues) {
 
 TEST(PageChromeLayout, ContentAndFooterFrames) {
   const double w = 909 * PageScale::pointsPerWorldUnit, h = 1286 * PageScale::pointsPerWorldUnit;
-  struct Row {
-    bool margin, branding;
-    double width, height;
-    Frame content, footer;
-  };
-  const Row rows[] = {
+  const std::tuple<bool, bool, double, double, Frame, Frame> rows[] = {  // margin, branding, page, frames
       {true, true, w, h, {28, 28, w - 56, h - 90}, {28, h - 62, w - 56, 34}},
       {false, true, w, h, {0, 0, w, h - 34}, {0, h - 34, w, 34}},
       {true, false, w, h, {28, 28, w - 56, h - 56}, {28, h - 62, w - 56, 34}},
       {true, true, 40, 50, {28, 28, 0, 0}, {28, 0, 0, 34}},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message() << row.margin << row.branding << row.width);
+  for (const auto& [margin, branding, width, height, content, footer] : rows) {
+    SCOPED_TRACE(testing::Message() << margin << branding << width);
     PageExportChrome chrome;
-    chrome.margin = row.margin;
-    chrome.branding = row.branding;
-    EXPECT_EQ(PageChromeLayout::contentFrame(row.width, row.height, chrome), row.content);
-    EXPECT_EQ(PageChromeLayout::footerFrame(row.width, row.height, chrome), row.footer);
+    chrome.margin = margin;
+    chrome.branding = branding;
+    EXPECT_EQ(PageChromeLayout::contentFrame(width, height, chrome), content);
+    EXPECT_EQ(PageChromeLayout::footerFrame(width, height, chrome), footer);
   }
   EXPECT_NEAR(w - 56, 538.98, 0.005);
 }

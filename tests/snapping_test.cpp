@@ -42,6 +42,7 @@ TEST(Snapping, MovingSnapsToTheNearestLineWithEarlierLinesWinningTies) {
       {"grid half away from zero", {-15, -100, 0, 0}, {{}, {}, {}, 10}, 1, 5,
        {{-20, -100, 0, 0}, {{Axis::vertical, -20, -100, -100}, {Axis::horizontal, -100, -20, -20}}}},
       {"negative grid is off", {14.9, 100.5, 0, 0}, {{}, {}, {}, -10}, 1, 5, {{14.9, 100.5, 0, 0}, {}}},
+      {"zero grid is off", {14.9, 100.5, 0, 0}, {{}, {}, {}, 0}, 1, 5, {{14.9, 100.5, 0, 0}, {}}},
       {"left edge's grid line before the right edge's lines", {12, 500, 10, 0}, {{}, {24}, {}, 10}, 1, 2,
        {{10, 500, 10, 0}, {{Axis::vertical, 10, 500, 500}, {Axis::horizontal, 500, 10, 20}}}},
       {"guide widened within half a unit", {2, 0, 10, 10}, {nearLine, {2}}, 1, 1,
@@ -55,12 +56,14 @@ TEST(Snapping, MovingSnapsToTheNearestLineWithEarlierLinesWinningTies) {
   }
 }
 
+// Each row resizes {0, 0, 100, 50} by the dragged corner: keeping the aspect ratio (along the diagonal)
+// or freely (each dragged edge on its own).
 using ResizeRow = std::tuple<const char*, ResizeCorner, Frame, Lines, double, double, SnapResult>;
 
-TEST(Snapping, AspectKeptResizeSnapsTheDraggedCornerAlongTheDiagonal) {
+TEST(Snapping, ResizeSnapsTheDraggedCornerOrEdges) {
   const std::vector<Frame> other{{120, 200, 10, 10}};
   // clang-format off
-  const ResizeRow rows[] = {
+  const ResizeRow aspectKept[] = {
       {"x line", ResizeCorner::bottomRight, {0, 0, 118, 59}, {other}, 1, 10, {{0, 0, 120, 60}, {{Axis::vertical, 120, 0, 210}}}},
       {"scale below minSize refused", ResizeCorner::bottomRight, {0, 0, 118, 59}, {other}, 1, 100, {{0, 0, 118, 59}, {}}},
       {"travel measured along the diagonal", ResizeCorner::bottomRight, {0, 0, 110, 55}, {other}, 1, 10, {{0, 0, 110, 55}, {}}},
@@ -72,31 +75,7 @@ TEST(Snapping, AspectKeptResizeSnapsTheDraggedCornerAlongTheDiagonal) {
       {"y line", ResizeCorner::bottomLeft, {-2, 0, 102, 51}, {{}, {}, {52}}, 1, 10,
        {{-4, 0, 104, 52}, {{Axis::horizontal, 52, -4, 100}}}},
   };
-  // clang-format on
-  for (const auto& [name, corner, proposed, lines, zoom, minSize, expected] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(Snapping::snapResize({0, 0, 100, 50}, corner, proposed, lines.to, lines.guidesX, lines.guidesY,
-                                   lines.grid, zoom, 5, minSize),
-              expected);
-  }
-  // A width of 1e-10 is within the 1e-9 direction bound, so x lines are not offered at all; a negative
-  // width would otherwise snap to the y line.
-  const std::tuple<Frame, Frame, Lines> unsnappable[] = {
-      {{0, 0, 1e-10, 50}, {0, 0, 1.1e-10, 55}, {{}, {1.1e-10}}},
-      {{0, 0, -100, 50}, {0, 0, -100, 50}, {{}, {}, {52}}},
-  };
-  for (const auto& [original, proposed, lines] : unsnappable) {
-    SCOPED_TRACE(original.width);
-    EXPECT_EQ(Snapping::snapResize(original, ResizeCorner::bottomRight, proposed, lines.to, lines.guidesX,
-                                   lines.guidesY, lines.grid, 1, 5, 0),
-              (SnapResult{proposed, {}}));
-  }
-}
-
-TEST(Snapping, FreeResizeSnapsEachDraggedEdgeOnItsOwn) {
-  const std::vector<Frame> other{{120, 200, 10, 10}};
-  // clang-format off
-  const ResizeRow rows[] = {
+  const ResizeRow free[] = {
       {"both edges to the grid", ResizeCorner::bottomRight, {0, 0, 118, 63}, {{}, {}, {}, 20}, 1, 10,
        {{0, 0, 120, 60}, {{Axis::vertical, 120, 0, 60}, {Axis::horizontal, 60, 0, 120}}}},
       {"top-left", ResizeCorner::topLeft, {30, 10, 70, 40}, {{}, {28}, {11}}, 1, 10,
@@ -111,11 +90,25 @@ TEST(Snapping, FreeResizeSnapsEachDraggedEdgeOnItsOwn) {
       {"zoom below 0", ResizeCorner::bottomRight, {0, 0, 118, 63}, {other}, -2, 10, {{0, 0, 118, 63}, {}}},
   };
   // clang-format on
-  for (const auto& [name, corner, proposed, lines, zoom, minSize, expected] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(Snapping::snapResizeFree({0, 0, 100, 50}, corner, proposed, lines.to, lines.guidesX,
-                                       lines.guidesY, lines.grid, zoom, 5, minSize),
-              expected);
+  for (const auto& [name, corner, proposed, lines, zoom, minSize, expected] : aspectKept) {
+    EXPECT_EQ(Snapping::snapResize({0, 0, 100, 50}, corner, proposed, lines.to, lines.guidesX, lines.guidesY,
+                                   lines.grid, zoom, 5, minSize), expected) << "aspect kept: " << name;
+  }
+  for (const auto& [name, corner, proposed, lines, zoom, minSize, expected] : free) {
+    EXPECT_EQ(Snapping::snapResizeFree({0, 0, 100, 50}, corner, proposed, lines.to, lines.guidesX, lines.guidesY,
+                                       lines.grid, zoom, 5, minSize), expected) << "free: " << name;
+  }
+  // A width of 1e-10 is within the 1e-9 direction bound, so x lines are not offered at all; a negative
+  // width would otherwise snap to the y line.
+  const std::tuple<Frame, Frame, Lines> unsnappable[] = {
+      {{0, 0, 1e-10, 50}, {0, 0, 1.1e-10, 55}, {{}, {1.1e-10}}},
+      {{0, 0, -100, 50}, {0, 0, -100, 50}, {{}, {}, {52}}},
+  };
+  for (const auto& [original, proposed, lines] : unsnappable) {
+    SCOPED_TRACE(original.width);
+    EXPECT_EQ(Snapping::snapResize(original, ResizeCorner::bottomRight, proposed, lines.to, lines.guidesX,
+                                   lines.guidesY, lines.grid, 1, 5, 0),
+              (SnapResult{proposed, {}}));
   }
 }
 

@@ -3,38 +3,15 @@
 
     desktop_test.py BUILD_DIR SOURCE_DIR PART [--sanitized] --reference PROGRAM [--kio-preview PROGRAM]
 
-mime     shared-mime-info and gio report application/x-zorvi-board for boards, by name and by content
-exec     the installed .thumbnailer's Exec line, run as a file manager runs it (bare command name on
-         PATH, from a working folder that holds a lib/ tree of its own), makes a thumbnail of exactly
-         the requested size that shows the board, text included, and writes nothing else
-hostile  through the same Exec line, a deflate bomb ends within seconds with no output
-factory  GNOME's own thumbnail factory (bubblewrap + seccomp sandbox) thumbnails a board in every
-         size class
-tumbler  Xfce's thumbnail service (Thunar's), started on a private D-Bus session bus, caches a
-         thumbnail of the board in every flavour
-kio      KDE's preview job (Dolphin's road) makes the thumbnail through KIO's thumbnail worker and the
-         installed plugin
-
-Every thumbnail is compared with the renderer's own picture of the same board (reference_picture),
-text included; the board's text alone differs from a text-less picture by far more than the
-tolerance, so a thumbnail without text fails.
-
-Exit 0 when everything held, 1 on the first failure, 77 (ctest's SKIP) when the machine cannot run
-a part at all, with a line saying why.
+Parts: mime (shared-mime-info and gio know boards by name and content), exec (the .thumbnailer's Exec
+line run as a file manager runs it), hostile (a deflate bomb through Exec), factory (GNOME's sandboxed
+thumbnail factory), tumbler (Thunar's service on a private D-Bus), kio (Dolphin's preview job).
+Every thumbnail is compared with the renderer's own picture (reference_picture), text included.
+Exit 0 when everything held, 1 on the first failure, 77 (ctest's SKIP) when a part cannot run here.
 """
 
-import json
-import math
-import resource
-import os
-import shutil
-import struct
-import subprocess
-import sys
-import tempfile
-import time
-import zipfile
-import zlib
+import configparser, hashlib, json, math, os, resource, shutil, struct, subprocess, sys, tempfile, time
+import zipfile, zlib
 
 BOARD_TYPE = "application/x-zorvi-board"
 SIZE_CLASSES = {"NORMAL": 128, "LARGE": 256, "XLARGE": 512, "XXLARGE": 1024}
@@ -108,24 +85,28 @@ class Prefix:
         """The installed .thumbnailer file's keys."""
         path = os.path.join(self.share, "thumbnailers", "zorvi.thumbnailer")
         check(os.path.isfile(path), f"{path} was not installed")
-        keys, section = {}, None
-        with open(path, encoding="utf-8") as f:
-            for line in f:
-                line = line.strip()
-                if line.startswith("#"):
-                    continue
-                if line.startswith("["):
-                    section = line
-                elif "=" in line and section == "[Thumbnailer Entry]":
-                    key, value = line.split("=", 1)
-                    keys[key] = value
-        return keys
+        entry = configparser.ConfigParser(interpolation=None)
+        entry.optionxform = str
+        entry.read(path, encoding="utf-8")
+        return dict(entry["Thumbnailer Entry"]) if entry.has_section("Thumbnailer Entry") else {}
+
+    def quiet_leaks(self, source_dir, sanitized):
+        # fontconfig keeps its configuration until exit on purpose; only that is not a leak of ours.
+        if sanitized:
+            self.env["LSAN_OPTIONS"] = "print_suppressions=0:suppressions=" + os.path.join(
+                source_dir, "tests", "lsan.supp")
 
 
 # ---- the example board and what a picture of it must show ----
 
 def example_board(source_dir):
     return os.path.join(source_dir, "examples", "example.zorvi")
+
+
+def copy_of_example(source_dir, folder, name="Harbour Light.zorvi"):
+    board = os.path.join(folder, name)
+    shutil.copyfile(example_board(source_dir), board)
+    return board
 
 
 def manifest_of(board):
@@ -147,15 +128,8 @@ def expected_pixels(manifest, size):
     left, top, right, bottom = content_bounds(manifest)
     width, height = right - left, bottom - top
     scale = size / max(width, height)
-
-    def whole(value):  # halves away from zero, never below one pixel
-        return max(1, math.floor(value + 0.5))
-
-    return whole(width * scale), whole(height * scale)
-
-
-def hex_rgb(text):
-    return tuple(int(text[i:i + 2], 16) for i in (1, 3, 5))
+    # halves away from zero, never below one pixel
+    return max(1, math.floor(width * scale + 0.5)), max(1, math.floor(height * scale + 0.5))
 
 
 def probes(manifest):
@@ -182,13 +156,9 @@ def load_png(path):
 
 
 def pixbuf_reader(pixbuf):
-    data = pixbuf.get_pixels()
-    stride, channels = pixbuf.get_rowstride(), pixbuf.get_n_channels()
-
+    data, stride, channels = pixbuf.get_pixels(), pixbuf.get_rowstride(), pixbuf.get_n_channels()
     def pixel(x, y):
-        at = y * stride + x * channels
-        return tuple(data[at:at + channels])
-
+        return tuple(data[y * stride + x * channels:y * stride + (x + 1) * channels])
     return pixbuf.get_width(), pixbuf.get_height(), pixel
 
 
@@ -202,7 +172,7 @@ def check_picture(label, picture, manifest, size):
         px, py = min(width - 1, int((x - left) * scale)), min(height - 1, int((y - top) * scale))
         got = pixel(px, py)
         check(len(got) == 3 or got[3] == 255, f"{label}: pixel ({px}, {py}) is not opaque: {got}")
-        want_rgb = hex_rgb(colour)
+        want_rgb = tuple(int(colour[i:i + 2], 16) for i in (1, 3, 5))
         check(all(abs(g - w) <= 28 for g, w in zip(got[:3], want_rgb)),
               f"{label}: {name} at ({px}, {py}) is {got[:3]}, want about {want_rgb} ({colour})")
 
@@ -335,16 +305,12 @@ def manifest_of_single_image(image):
 
 def part_exec(build_dir, source_dir, sanitized):
     with Prefix(build_dir, need_sandbox_visible=False) as prefix:
-        if sanitized:
-            # fontconfig keeps its configuration until exit on purpose; only that is not a leak of ours.
-            prefix.env["LSAN_OPTIONS"] = "print_suppressions=0:suppressions=" + os.path.join(
-                source_dir, "tests", "lsan.supp")
+        prefix.quiet_leaks(source_dir, sanitized)
         entry = prefix.thumbnailer()
         check(shutil.which(entry.get("TryExec", ""), path=prefix.env["PATH"]) is not None,
               f"TryExec {entry.get('TryExec')!r} is not found on the installed PATH")
         # File managers pass names as they are: blanks and non-ASCII letters included.
-        board = os.path.join(prefix.work, "Hafen Übersicht.zorvi")
-        shutil.copyfile(example_board(source_dir), board)
+        board = copy_of_example(source_dir, prefix.work, "Hafen Übersicht.zorvi")
         manifest = manifest_of(board)
         # A working folder beside a lib/ tree that is not the installed one: nothing may be taken from it.
         decoy = os.path.join(prefix.work, "decoy")
@@ -416,10 +382,8 @@ def part_factory(build_dir, source_dir, sanitized):
         gi.require_version("GdkPixbuf", "2.0")
         from gi.repository import Gio, GnomeDesktop
 
-        board = example_board(source_dir)
-        manifest = manifest_of(board)
-        local = os.path.join(prefix.work, "Harbour Light.zorvi")
-        shutil.copyfile(board, local)
+        local = copy_of_example(source_dir, prefix.work)
+        manifest = manifest_of(local)
         uri = Gio.File.new_for_path(local).get_uri()
         mtime = int(os.stat(local).st_mtime)
         entry = prefix.thumbnailer()
@@ -453,14 +417,11 @@ def part_tumbler(build_dir, source_dir, sanitized):
     if not os.path.exists(tumblerd) or shutil.which("dbus-daemon") is None:
         raise Failure("tumbler and dbus-daemon must be installed (scripts/setup.sh installs them)")
     with Prefix(build_dir, need_sandbox_visible=False) as prefix:
-        if sanitized:
-            prefix.env["LSAN_OPTIONS"] = "print_suppressions=0:suppressions=" + os.path.join(
-                source_dir, "tests", "lsan.supp")
+        prefix.quiet_leaks(source_dir, sanitized)
         import gi
         gi.require_version("GdkPixbuf", "2.0")
         from gi.repository import Gio, GLib
-        board = os.path.join(prefix.work, "Harbour Light.zorvi")
-        shutil.copyfile(example_board(source_dir), board)
+        board = copy_of_example(source_dir, prefix.work)
         uri = Gio.File.new_for_path(board).get_uri()
         # A bus of our own: tumblerd is started on it by D-Bus activation, with the prefix's environment,
         # so it finds the installed .thumbnailer file and the command as Thunar's session would.
@@ -476,7 +437,7 @@ def part_tumbler(build_dir, source_dir, sanitized):
                 label = f"tumbler {flavour}"
                 outcome = tumbler_thumbnail(connection, GLib, uri, flavour)
                 check(outcome == "ready", f"{label}: tumbler answered {outcome}")
-                digest = __import__("hashlib").md5(uri.encode()).hexdigest()
+                digest = hashlib.md5(uri.encode()).hexdigest()
                 cached = os.path.join(prefix.env["XDG_CACHE_HOME"], "thumbnails", flavour, digest + ".png")
                 check(os.path.isfile(cached), f"{label}: no thumbnail at {cached}")
                 check_matches_reference(label, load_png(cached), board, size, prefix.work)
@@ -518,8 +479,7 @@ def part_kio(build_dir, source_dir, sanitized):
         env = dict(prefix.env, QT_PLUGIN_PATH=plugins, QT_QPA_PLATFORM="offscreen",
                    XDG_RUNTIME_DIR=os.path.join(prefix.work, "runtime"))
         os.makedirs(env["XDG_RUNTIME_DIR"], mode=0o700)
-        board = os.path.join(prefix.work, "Harbour Light.zorvi")
-        shutil.copyfile(example_board(source_dir), board)
+        board = copy_of_example(source_dir, prefix.work)
         for size in (128, 256, 512):
             label = f"KIO preview at {size}"
             output = os.path.join(prefix.work, f"kio-{size}.png")

@@ -1,5 +1,5 @@
-// Whole-document comparisons against tests/golden/NAME.html. ZORVI_BLESS=1 rewrites the golden file;
-// a mismatch leaves the actual document beside it as NAME.actual.html.
+// Whole-document comparisons against tests/golden/NAME.EXT (html unless told). ZORVI_BLESS=1 rewrites the
+// golden file; a mismatch leaves the actual document beside it as NAME.actual.EXT.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,9 +13,9 @@
 
 namespace zorvi::testing {
 
-inline void expectMatchesGolden(const std::string& name, const std::string& actual) {
-  const std::filesystem::path golden = std::filesystem::path(ZORVI_GOLDEN_DIR) / (name + ".html");
-  const std::filesystem::path beside = std::filesystem::path(ZORVI_GOLDEN_DIR) / (name + ".actual.html");
+inline void expectMatchesGolden(const std::string& name, const std::string& actual, const std::string& ext = "html") {
+  const std::filesystem::path golden = std::filesystem::path(ZORVI_GOLDEN_DIR) / (name + "." + ext);
+  const std::filesystem::path beside = std::filesystem::path(ZORVI_GOLDEN_DIR) / (name + ".actual." + ext);
   const char* bless = std::getenv("ZORVI_BLESS");
   std::ifstream in(golden, std::ios::binary);
   const std::string expected{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
