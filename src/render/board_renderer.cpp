@@ -49,25 +49,31 @@ void drawWrapped(DrawingContext& context, std::string_view text, const Font& fon
   context.drawTextBox(text, font, color, alignment, {rect.x, rect.maxY() - boxHeight, rect.width, boxHeight});
 }
 
-bool drawImageItem(DrawingContext& context, const CanvasItem& item, const Rect& rect, const ImageViewMap& images,
-                   const SkippedImageHandler& onSkipped) {
-  const auto skip = [&](SkippedImage::Reason reason, std::string library = {}) {
-    if (onSkipped) onSkipped({item.id, item.image.value_or(""), reason, std::move(library)});
-    return false;
-  };
-  const auto found = images.find(item.id);
-  if (found == images.end()) return skip(SkippedImage::Reason::missingEntry);
+bool drawImageItem(DrawingContext& context, const CanvasItem& item, const Rect& rect, const ImageProvider& images) {
   const Point ppu = context.pixelsPerUnit();
-  const std::optional<Raster> raster = ImageDecoder::decode(
-      found->second.data, targetPixels(rect.width * ppu.x), targetPixels(rect.height * ppu.y));
-  if (!raster) {
-    if (!onSkipped) return false;
+  const auto raster = images(item, targetPixels(rect.width * ppu.x), targetPixels(rect.height * ppu.y));
+  if (!raster) return false;
+  context.drawImage(*raster, rect);
+  return true;
+}
+
+// Decodes each picture as it is drawn, so no more than one is held at a time.
+ImageProvider decodingProvider(const ImageViewMap& images, const SkippedImageHandler& onSkipped) {
+  return [&images, &onSkipped](const CanvasItem& item, std::int32_t width,
+                               std::int32_t height) -> std::shared_ptr<const Raster> {
+    const auto skip = [&](SkippedImage::Reason reason, std::string library = {}) {
+      if (onSkipped) onSkipped({item.id, item.image.value_or(""), reason, std::move(library)});
+      return nullptr;
+    };
+    const auto found = images.find(item.id);
+    if (found == images.end()) return skip(SkippedImage::Reason::missingEntry);
+    auto raster = ImageDecoder::decode(found->second.data, width, height);
+    if (raster) return std::make_shared<const Raster>(std::move(*raster));
+    if (!onSkipped) return nullptr;
     if (auto library = ImageDecoder::missingCodecLibrary(found->second.data))
       return skip(SkippedImage::Reason::codecMissing, std::move(*library));
     return skip(SkippedImage::Reason::undecodable);
-  }
-  context.drawImage(*raster, rect);
-  return true;
+  };
 }
 
 void drawTitle(DrawingContext& context, const ShapeContent& shape, const Rect& rect,
@@ -131,11 +137,11 @@ TextAlignment captionAlignment(const std::optional<CaptionAlignment>& alignment)
 }
 
 // False when the item is skipped entirely, which also drops its caption.
-bool drawItem(DrawingContext& context, const CanvasItem& item, const Rect& rect, const ImageViewMap& images,
-              std::string_view background, const SkippedImageHandler& onSkipped) {
+bool drawItem(DrawingContext& context, const CanvasItem& item, const Rect& rect, const ImageProvider& images,
+              std::string_view background) {
   switch (item.type) {
     case CanvasItem::Type::image:
-      return drawImageItem(context, item, rect, images, onSkipped);
+      return drawImageItem(context, item, rect, images);
     case CanvasItem::Type::text:
       if (!item.text) return false;
       if (const auto color = cgColor(item.text->color))
@@ -196,12 +202,17 @@ void draw(const BoardLayout& layout, DrawingContext& context, const ImageMap& im
 
 void draw(const BoardLayout& layout, DrawingContext& context, const ImageViewMap& images,
           std::string_view backgroundHex, const SkippedImageHandler& onSkipped) {
+  draw(layout, context, decodingProvider(images, onSkipped), backgroundHex);
+}
+
+void draw(const BoardLayout& layout, DrawingContext& context, const ImageProvider& images,
+          std::string_view backgroundHex) {
   if (const auto background = cgColor(backgroundHex))
     context.fillRect({0, 0, std::max(layout.width, 1.0), std::max(layout.height, 1.0)}, *background);
   const Color chrome = chromeColor(backgroundHex);
   for (const BoardLayout::PlacedItem& placed : layout.items) {
     const CanvasItem& item = placed.item;
-    if (!drawItem(context, item, itemRect(placed.frame, layout.height), images, backgroundHex, onSkipped))
+    if (!drawItem(context, item, itemRect(placed.frame, layout.height), images, backgroundHex))
       continue;
     if (placed.captionFrame && item.caption && !item.caption->empty())
       drawWrapped(context, *item.caption, {FontFace::monospaceItalic, CaptionStyle::fontSize}, chrome,
