@@ -20,6 +20,8 @@ packages=(
   fonts-dejavu-core
   # the thumbnail plugin for Dolphin and other KIO applications
   libkf5kio-dev
+  # the board viewer, and the display its tests run it on
+  libgtk-4-dev xvfb xauth xdotool desktop-file-utils
   # tools the tests and benchmarks drive
   zip unzip libarchive-tools python3 imagemagick webp libavif-bin libheif-examples libjxl-tools
   libvips-tools libgdk-pixbuf2.0-bin shared-mime-info libglib2.0-bin xdg-utils

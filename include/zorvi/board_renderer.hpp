@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,6 +31,11 @@ struct SkippedImage {
 };
 using SkippedImageHandler = std::function<void(const SkippedImage&)>;
 
+// Where a drawing gets an image item's pixels: at least pixelWidth × pixelHeight where the source
+// allows, or nothing to leave the item out. Lets a viewer draw from pictures it decoded earlier.
+using ImageProvider = std::function<std::shared_ptr<const Raster>(const CanvasItem& item, std::int32_t pixelWidth,
+                                                                  std::int32_t pixelHeight)>;
+
 namespace BoardCGRenderer {
 
 // The colour of a stored hex string: trimmed of Unicode white space, "#" required, then 6 hex digits
@@ -48,6 +54,9 @@ void draw(const BoardLayout& layout, DrawingContext& context, const ImageMap& im
 void draw(const BoardLayout& layout, DrawingContext& context, const ImageViewMap& images,
           std::string_view backgroundHex, const SkippedImageHandler& onSkipped = {});
 
+// The same with the images from provider.
+void draw(const BoardLayout& layout, DrawingContext& context, const ImageProvider& images,
+          std::string_view backgroundHex);
 }  // namespace BoardCGRenderer
 
 namespace BoardPreviewRenderer {

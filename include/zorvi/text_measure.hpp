@@ -2,7 +2,10 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string_view>
+
+#include "zorvi/board_layout.hpp"
 
 namespace zorvi {
 
@@ -48,6 +51,9 @@ std::size_t wrappedLineCount(std::string_view text, double width, const Font& fo
 // wrappedLineCount × lineHeight: the height a block with a fixed line height (CSS line-height of
 // fontSize × 1.15 is lineHeight = 1.15 × fontSize) takes for text wrapped within width.
 double wrappedTextHeight(std::string_view text, double width, const Font& font, double lineHeight);
+// Every captioned image's caption height as a browser sets it: the caption font at its size, wrapped
+// in the image's width, at a line height of 1.15.
+CaptionHeights captionHeights(std::span<const CanvasItem> items);
 
 }  // namespace TextMeasure
 }  // namespace zorvi

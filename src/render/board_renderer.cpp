@@ -49,26 +49,42 @@ void drawWrapped(DrawingContext& context, std::string_view text, const Font& fon
   context.drawTextBox(text, font, color, alignment, {rect.x, rect.maxY() - boxHeight, rect.width, boxHeight});
 }
 
-bool drawImageItem(DrawingContext& context, const CanvasItem& item, const Rect& rect, const ImageViewMap& images,
-                   const SkippedImageHandler& onSkipped) {
-  const auto skip = [&](SkippedImage::Reason reason, std::string library = {}) {
-    if (onSkipped) onSkipped({item.id, item.image.value_or(""), reason, std::move(library)});
-    return false;
-  };
-  const auto found = images.find(item.id);
-  if (found == images.end()) return skip(SkippedImage::Reason::missingEntry);
-  if (context.drawEncodedImage(found->second.data, rect)) return true;
-  const Point ppu = context.pixelsPerUnit();
-  const std::optional<Raster> raster = ImageDecoder::decode(
-      found->second.data, targetPixels(rect.width * ppu.x), targetPixels(rect.height * ppu.y));
-  if (!raster) {
+// How an image item gets onto the context; false leaves it out, caption and all.
+using ImageDrawer = std::function<bool(DrawingContext&, const CanvasItem&, const Rect&)>;
+
+std::int32_t pixelsAcross(DrawingContext& context, double width) { return targetPixels(width * context.pixelsPerUnit().x); }
+std::int32_t pixelsDown(DrawingContext& context, double height) { return targetPixels(height * context.pixelsPerUnit().y); }
+
+// Hands an image's own bytes to a context that can keep them (a PDF keeps a JPEG as it is), else decodes
+// it as it is drawn, so no more than one picture is held at a time.
+ImageDrawer decodingDrawer(const ImageViewMap& images, const SkippedImageHandler& onSkipped) {
+  return [&images, &onSkipped](DrawingContext& context, const CanvasItem& item, const Rect& rect) {
+    const auto skip = [&](SkippedImage::Reason reason, std::string library = {}) {
+      if (onSkipped) onSkipped({item.id, item.image.value_or(""), reason, std::move(library)});
+      return false;
+    };
+    const auto found = images.find(item.id);
+    if (found == images.end()) return skip(SkippedImage::Reason::missingEntry);
+    if (context.drawEncodedImage(found->second.data, rect)) return true;
+    const auto raster = ImageDecoder::decode(found->second.data, pixelsAcross(context, rect.width),
+                                             pixelsDown(context, rect.height));
+    if (raster) {
+      context.drawImage(*raster, rect);
+      return true;
+    }
     if (!onSkipped) return false;
     if (auto library = ImageDecoder::missingCodecLibrary(found->second.data))
       return skip(SkippedImage::Reason::codecMissing, std::move(*library));
     return skip(SkippedImage::Reason::undecodable);
-  }
-  context.drawImage(*raster, rect);
-  return true;
+  };
+}
+
+ImageDrawer providedDrawer(const ImageProvider& images) {
+  return [&images](DrawingContext& context, const CanvasItem& item, const Rect& rect) {
+    const auto raster = images(item, pixelsAcross(context, rect.width), pixelsDown(context, rect.height));
+    if (raster) context.drawImage(*raster, rect);
+    return raster != nullptr;
+  };
 }
 
 void drawTitle(DrawingContext& context, const ShapeContent& shape, const Rect& rect,
@@ -132,11 +148,11 @@ TextAlignment captionAlignment(const std::optional<CaptionAlignment>& alignment)
 }
 
 // False when the item is skipped entirely, which also drops its caption.
-bool drawItem(DrawingContext& context, const CanvasItem& item, const Rect& rect, const ImageViewMap& images,
-              std::string_view background, const SkippedImageHandler& onSkipped) {
+bool drawItem(DrawingContext& context, const CanvasItem& item, const Rect& rect, const ImageDrawer& images,
+              std::string_view background) {
   switch (item.type) {
     case CanvasItem::Type::image:
-      return drawImageItem(context, item, rect, images, onSkipped);
+      return images(context, item, rect);
     case CanvasItem::Type::text:
       if (!item.text) return false;
       if (const auto color = cgColor(item.text->color))
@@ -153,6 +169,21 @@ bool drawItem(DrawingContext& context, const CanvasItem& item, const Rect& rect,
       return true;
   }
   return false;
+}
+
+void drawLayout(const BoardLayout& layout, DrawingContext& context, const ImageDrawer& images,
+                std::string_view backgroundHex) {
+  if (const auto background = cgColor(backgroundHex))
+    context.fillRect({0, 0, std::max(layout.width, 1.0), std::max(layout.height, 1.0)}, *background);
+  const Color chrome = chromeColor(backgroundHex);
+  for (const BoardLayout::PlacedItem& placed : layout.items) {
+    const CanvasItem& item = placed.item;
+    if (!drawItem(context, item, itemRect(placed.frame, layout.height), images, backgroundHex))
+      continue;
+    if (placed.captionFrame && item.caption && !item.caption->empty())
+      drawWrapped(context, *item.caption, {FontFace::monospaceItalic, CaptionStyle::fontSize}, chrome,
+                  captionAlignment(item.captionAlignment), itemRect(*placed.captionFrame, layout.height));
+  }
 }
 
 }  // namespace
@@ -197,17 +228,12 @@ void draw(const BoardLayout& layout, DrawingContext& context, const ImageMap& im
 
 void draw(const BoardLayout& layout, DrawingContext& context, const ImageViewMap& images,
           std::string_view backgroundHex, const SkippedImageHandler& onSkipped) {
-  if (const auto background = cgColor(backgroundHex))
-    context.fillRect({0, 0, std::max(layout.width, 1.0), std::max(layout.height, 1.0)}, *background);
-  const Color chrome = chromeColor(backgroundHex);
-  for (const BoardLayout::PlacedItem& placed : layout.items) {
-    const CanvasItem& item = placed.item;
-    if (!drawItem(context, item, itemRect(placed.frame, layout.height), images, backgroundHex, onSkipped))
-      continue;
-    if (placed.captionFrame && item.caption && !item.caption->empty())
-      drawWrapped(context, *item.caption, {FontFace::monospaceItalic, CaptionStyle::fontSize}, chrome,
-                  captionAlignment(item.captionAlignment), itemRect(*placed.captionFrame, layout.height));
-  }
+  drawLayout(layout, context, decodingDrawer(images, onSkipped), backgroundHex);
+}
+
+void draw(const BoardLayout& layout, DrawingContext& context, const ImageProvider& images,
+          std::string_view backgroundHex) {
+  drawLayout(layout, context, providedDrawer(images), backgroundHex);
 }
 
 }  // namespace zorvi::BoardCGRenderer

@@ -8,33 +8,9 @@
 #include <string_view>
 
 #include "zorvi/board_archive.hpp"
+#include "support/without_text.hpp"
 #include "zorvi/board_renderer.hpp"
 
-namespace {
-
-// Passes every call on, except text.
-class WithoutText final : public zorvi::DrawingContext {
- public:
-  explicit WithoutText(zorvi::DrawingContext& target) : target_(target) {}
-  void fillRect(const zorvi::Rect& r, const zorvi::Color& c) override { target_.fillRect(r, c); }
-  void strokeRect(const zorvi::Rect& r, const zorvi::Color& c, double w) override { target_.strokeRect(r, c, w); }
-  void strokePolyline(std::span<const zorvi::Point> p, const zorvi::Stroke& s) override { target_.strokePolyline(p, s); }
-  void save() override { target_.save(); }
-  void restore() override { target_.restore(); }
-  void scale(double sx, double sy) override { target_.scale(sx, sy); }
-  zorvi::Point pixelsPerUnit() const override { return target_.pixelsPerUnit(); }
-  void drawImage(const zorvi::Raster& r, const zorvi::Rect& rect) override { target_.drawImage(r, rect); }
-  void drawTextBox(std::string_view, const zorvi::Font&, const zorvi::Color&, zorvi::TextAlignment,
-                   const zorvi::Rect&) override {}
-  void drawTextLine(std::string_view, const zorvi::Font&, const zorvi::Color&, const zorvi::Point&,
-                    std::optional<double>) override {}
-  const zorvi::TextMeasurer& measurer() const override { return target_.measurer(); }
-
- private:
-  zorvi::DrawingContext& target_;
-};
-
-}  // namespace
 
 int main(int argc, char** argv) {
   if (argc < 4 || argc > 5 || (argc == 5 && std::string_view(argv[4]) != "--without-text")) {
@@ -50,7 +26,7 @@ int main(int argc, char** argv) {
     const auto picture = zorvi::RasterCanvas::render(
         static_cast<std::int32_t>(budget->width), static_cast<std::int32_t>(budget->height),
         [&](zorvi::DrawingContext& target) {
-          WithoutText textless(target);
+          zorvi::testing::WithoutText textless(target);
           zorvi::DrawingContext& context = withText ? target : textless;
           context.fillRect({0, 0, static_cast<double>(budget->width), static_cast<double>(budget->height)},
                            {1, 1, 1, 1});

@@ -12,18 +12,6 @@ namespace zorvi::cli {
 
 namespace fs = std::filesystem;
 
-// Captions are measured as the browser sets them: the caption font at its size, wrapped in the
-// caption's width (the image's), at the style sheet's line height of 1.15.
-CaptionHeights measureCaptions(const std::vector<CanvasItem>& items) {
-  const Font font{FontFace::monospaceItalic, CaptionStyle::fontSize};
-  CaptionHeights heights;
-  for (const CanvasItem& item : items) {
-    if (item.type != CanvasItem::Type::image || !item.caption || item.caption->empty()) continue;
-    heights[item.id] = TextMeasure::wrappedTextHeight(*item.caption, item.frame.width, font, CaptionStyle::fontSize * 1.15);
-  }
-  return heights;
-}
-
 namespace {
 
 std::string option(const Arguments& arguments, std::string_view name, std::string fallback = {}) {
@@ -91,7 +79,7 @@ namespace {
 
 std::string pagedDocument(const BoardBundle& bundle, const Arguments& arguments,
                           const std::optional<EmbeddedImage>& logo) {
-  const CaptionHeights heights = measureCaptions(bundle.manifest.items);
+  const CaptionHeights heights = TextMeasure::captionHeights(bundle.manifest.items);
   const auto pages = planPages(bundle, arguments, heights);
   PageExportChrome chrome = chromeFrom(arguments);
   chrome.logo = logo;
@@ -127,7 +115,7 @@ int runExport(const Arguments& arguments) {
   }
   return reportingFailures(out, [&] {
     const std::string html = paged ? pagedDocument(bundle, arguments, logo)
-                                   : HTMLExporter::exportBoard(bundle, measureCaptions(bundle.manifest.items));
+                                   : HTMLExporter::exportBoard(bundle, TextMeasure::captionHeights(bundle.manifest.items));
     writeFileAtomically(out, html);
   });
 }

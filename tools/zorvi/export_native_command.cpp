@@ -7,6 +7,7 @@
 #include "zorvi/board_archive.hpp"
 #include "zorvi/html_exporter.hpp"
 #include "zorvi/native_export.hpp"
+#include "zorvi/text_measure.hpp"
 
 namespace zorvi::cli {
 namespace {
@@ -66,7 +67,7 @@ int runNativeExport(const Arguments& arguments) {
   if (const int status = reportingFailures(board, [&] { bundle = BoardArchive::read(board); }); status != exitSuccess) {
     return status;
   }
-  const CaptionHeights heights = measureCaptions(bundle.manifest.items);
+  const CaptionHeights heights = TextMeasure::captionHeights(bundle.manifest.items);
   const ImageViewMap images = HTMLExporter::fullResolutionImageViews(bundle);
   try {
     return reportingFailures(out, [&] {

@@ -13,8 +13,6 @@
 
 namespace zorvi::cli {
 
-// Caption heights as the browser sets the captions: the caption font, wrapped in the image's width.
-CaptionHeights measureCaptions(const std::vector<CanvasItem>& items);
 
 // The board's page setup (or the default one) with --format and --orientation applied; throws
 // UsageError for a value that is not one.

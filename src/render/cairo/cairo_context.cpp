@@ -103,6 +103,27 @@ const TextMeasurer& CairoContext::measurer() const { return TextMeasure::engine(
 
 namespace RasterCanvas {
 
+bool drawInto(std::span<std::uint32_t> pixels, std::int32_t width, std::int32_t height, std::int32_t strideInPixels,
+              const std::function<void(DrawingContext&)>& draw) {
+  constexpr std::int32_t cairoLimit = 32767;
+  if (width < 1 || height < 1 || width > cairoLimit || height > cairoLimit || strideInPixels < width ||
+      pixels.size() < static_cast<std::size_t>(strideInPixels) * static_cast<std::size_t>(height))
+    return false;
+  cairo_surface_t* surface = cairo_image_surface_create_for_data(reinterpret_cast<unsigned char*>(pixels.data()),
+                                                                 CAIRO_FORMAT_ARGB32, width, height, strideInPixels * 4);
+  cairo_t* cr = cairo_create(surface);
+  bool ok = cairo_status(cr) == CAIRO_STATUS_SUCCESS;
+  if (ok) {
+    CairoContext context(cr, height);
+    draw(context);
+  }
+  cairo_destroy(cr);
+  cairo_surface_finish(surface);
+  ok = ok && cairo_surface_status(surface) == CAIRO_STATUS_SUCCESS;
+  cairo_surface_destroy(surface);
+  return ok;
+}
+
 std::optional<Raster> render(std::int32_t width, std::int32_t height,
                              const std::function<void(DrawingContext&)>& draw) {
   constexpr std::int32_t cairoLimit = 32767;
@@ -115,19 +136,7 @@ std::optional<Raster> render(std::int32_t width, std::int32_t height,
   } catch (const std::bad_alloc&) {
     return std::nullopt;
   }
-  cairo_surface_t* surface = cairo_image_surface_create_for_data(
-      reinterpret_cast<unsigned char*>(raster.pixels.data()), CAIRO_FORMAT_ARGB32, width, height, width * 4);
-  cairo_t* cr = cairo_create(surface);
-  bool ok = cairo_status(cr) == CAIRO_STATUS_SUCCESS;
-  if (ok) {
-    CairoContext context(cr, height);
-    draw(context);
-  }
-  cairo_destroy(cr);
-  cairo_surface_finish(surface);
-  ok = ok && cairo_surface_status(surface) == CAIRO_STATUS_SUCCESS;
-  cairo_surface_destroy(surface);
-  if (!ok) return std::nullopt;
+  if (!drawInto(raster.pixels, width, height, width, draw)) return std::nullopt;
   return raster;
 }
 

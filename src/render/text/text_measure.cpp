@@ -40,5 +40,15 @@ double wrappedTextHeight(std::string_view text, double width, const Font& font, 
   return static_cast<double>(wrappedLineCount(text, width, font)) * lineHeight;
 }
 
+CaptionHeights captionHeights(std::span<const CanvasItem> items) {
+  const Font font{FontFace::monospaceItalic, CaptionStyle::fontSize};
+  CaptionHeights heights;
+  for (const CanvasItem& item : items) {
+    if (item.type != CanvasItem::Type::image || !item.caption || item.caption->empty()) continue;
+    heights[item.id] = wrappedTextHeight(*item.caption, item.frame.width, font, CaptionStyle::fontSize * 1.15);
+  }
+  return heights;
+}
+
 }  // namespace TextMeasure
 }  // namespace zorvi

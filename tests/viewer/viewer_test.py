@@ -1,0 +1,215 @@
+#!/usr/bin/env python3
+"""The board viewer as a person meets it: installed into a scratch prefix and XDG data folder, found as
+the board type's default application, opened by xdg-open on Xvfb, driven by real key presses, and its
+picture compared with the renderer's own picture of the same view.
+
+viewer_test.py --viewer BIN --reference BIN --board BOARD --build-dir DIR --work DIR"""
+import argparse
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+
+def check(condition, message):
+    if not condition:
+        sys.exit(f"FAIL: {message}")
+
+
+def load_png(path):
+    import gi
+    gi.require_version("GdkPixbuf", "2.0")
+    from gi.repository import GdkPixbuf
+    pixbuf = GdkPixbuf.Pixbuf.new_from_file(path)
+    return pixbuf.get_width(), pixbuf.get_height(), pixbuf.get_rowstride(), pixbuf.get_n_channels(), \
+        pixbuf.get_pixels()
+
+
+def changed_pixels(a, b, threshold=48):
+    """Pixels of two same-sized pictures that differ by more than threshold in a colour channel, as (x, y)."""
+    (w, h, sa, ca, da), (w2, h2, sb, cb, db) = a, b
+    check((w, h) == (w2, h2), f"pictures of {w}x{h} and {w2}x{h2} cannot be compared")
+    out = []
+    for y in range(h):
+        ra, rb = da[y * sa:y * sa + w * ca], db[y * sb:y * sb + w * cb]
+        if ra == rb and ca == cb:
+            continue
+        for x in range(w):
+            pa, pb = ra[x * ca:x * ca + 3], rb[x * cb:x * cb + 3]
+            if pa != pb and max(abs(p - q) for p, q in zip(pa, pb)) > threshold:
+                out.append((x, y))
+    return out
+
+
+class Display:
+    """A private Xvfb screen."""
+
+    def __init__(self, work):
+        self.number = None
+        for n in range(90, 140):
+            if not os.path.exists(f"/tmp/.X{n}-lock"):
+                self.number = n
+                break
+        check(self.number is not None, "no free X display number")
+        self.process = subprocess.Popen(["Xvfb", f":{self.number}", "-screen", "0", "1280x800x24", "-nolisten", "tcp"],
+                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        deadline = time.time() + 10
+        while not os.path.exists(f"/tmp/.X11-unix/X{self.number}") and time.time() < deadline:
+            time.sleep(0.05)
+        check(os.path.exists(f"/tmp/.X11-unix/X{self.number}"), "Xvfb did not start")
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        self.process.wait()
+
+
+def run(argv, env, timeout=60):
+    return subprocess.run(argv, env=env, capture_output=True, text=True, timeout=timeout)
+
+
+def snapshot(viewer, board, out, env):
+    done = run([viewer, "--snapshot", out, board], env, timeout=120)
+    check(done.returncode == 0, f"zorvi-view --snapshot exited {done.returncode}: {done.stderr.strip()}")
+    return done
+
+
+def part_matches_renderer(args, env, work):
+    """The first picture, once sharp, is the renderer's picture of the same view, text included."""
+    out = os.path.join(work, "window.png")
+    done = snapshot(args.viewer, args.board, out, env)
+    fields = done.stdout.split()
+    check(len(fields) == 4 and fields[0] == "transform", f"no transform line on stdout: {done.stdout!r}")
+    zoom, ox, oy = fields[1:]
+    picture = load_png(out)
+    width, height = picture[0], picture[1]
+
+    def reference(name, *extra):
+        path = os.path.join(work, name)
+        made = run([args.reference, args.board, zoom, ox, oy, str(width), str(height), path, *extra], env, 120)
+        check(made.returncode == 0, f"view_reference failed: {made.stderr.strip()}")
+        return load_png(path)
+
+    want, textless = reference("reference.png"), reference("reference-textless.png", "--without-text")
+    text = len(changed_pixels(want, textless))
+    allowed = max(50, text // 10)
+    check(text > 4 * allowed, f"the view shows only {text} pixels of text, too few to tell")
+    different = len(changed_pixels(picture, want))
+    check(different <= allowed, f"{different} pixels differ from the renderer's picture (allowed {allowed}; "
+                                f"without its text the view differs in {text})")
+    print(f"window: {width}x{height} at zoom {float(zoom):.3f}; {different} pixels differ, text covers {text}")
+
+
+def part_unreadable_board(args, env, work):
+    """A board that cannot be read gives the command's one-line error, in the window and on stderr."""
+    broken = os.path.join(work, "broken.zorvi")
+    with open(broken, "wb") as f:
+        f.write(b"PK\x03\x04 this is not a board")
+    out = os.path.join(work, "broken.png")
+    done = snapshot(args.viewer, broken, out, env)
+    lines = done.stderr.strip().splitlines()
+    check(any(line.startswith("zorvi-view: archiveCorrupt") for line in lines),
+          f"no archiveCorrupt line on stderr: {done.stderr!r}")
+    w, h, stride, channels, data = load_png(out)
+    # The message label stands in the middle of a plain grey area.
+    middle = {bytes(data[y * stride + x * channels:y * stride + x * channels + 3])
+              for y in range(h // 2 - 20, h // 2 + 20) for x in range(w // 4, 3 * w // 4)}
+    check(len(middle) > 2, "the window does not show the error")
+
+
+def install(args, work):
+    """The build installed into a scratch prefix whose share/ is the only XDG data folder."""
+    prefix = os.path.join(work, "prefix")
+    shutil.rmtree(prefix, ignore_errors=True)
+    done = subprocess.run(["cmake", "--install", args.build_dir, "--prefix", prefix], capture_output=True, text=True)
+    check(done.returncode == 0, f"cmake --install failed: {done.stderr.strip()}")
+    share = os.path.join(prefix, "share")
+    for tool in (["update-mime-database", os.path.join(share, "mime")],
+                 ["update-desktop-database", os.path.join(share, "applications")]):
+        done = subprocess.run(tool, capture_output=True, text=True)
+        check(done.returncode == 0, f"{tool[0]} failed: {done.stderr.strip()}")
+    return prefix
+
+
+def part_default_application(args, env, work):
+    """Installed, the viewer is what the board type opens with, and xdg-open opens a board in it;
+    its keys then move the picture as they say."""
+    prefix = install(args, work)
+    env = dict(env, XDG_DATA_HOME=os.path.join(work, "data-home"), XDG_DATA_DIRS=os.path.join(prefix, "share"),
+               XDG_CONFIG_HOME=os.path.join(work, "config"), PATH=os.path.join(prefix, "bin") + ":" + env["PATH"], XDG_CURRENT_DESKTOP="GNOME")
+    os.makedirs(env["XDG_DATA_HOME"], exist_ok=True)
+    board = os.path.join(work, "moodboard.zorvi")
+    shutil.copy(args.board, board)
+    # As GNOME Files and xdg-open under GNOME see the file: through GLib's reading of the MIME database.
+    kind = run(["gio", "info", "-a", "standard::content-type", board], env).stdout.split()[-1]
+    check(kind == "application/x-zorvi-board", f"the board is seen as {kind!r}")
+    default = run(["xdg-mime", "query", "default", kind], env).stdout.strip()
+    check(default == "zorvi-view.desktop", f"the board type opens with {default!r}")
+
+    opened = subprocess.Popen(["xdg-open", board], env=env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        found = run(["xdotool", "search", "--sync", "--onlyvisible", "--name", "Harbour Light"], env, timeout=60)
+        check(found.returncode == 0 and found.stdout.strip(), "xdg-open showed no viewer window")
+        window = found.stdout.split()[0]
+        run(["xdotool", "windowfocus", "--sync", window], env)
+
+        def shot(name):
+            time.sleep(1.5)  # sharp pictures arrive from the decoding threads
+            path = os.path.join(work, name)
+            done = run(["import", "-window", window, path], env)
+            check(done.returncode == 0, f"import failed: {done.stderr.strip()}")
+            return load_png(path)
+
+        def press(key, name):
+            run(["xdotool", "key", "--window", window, key], env)
+            return shot(name)
+
+        start = shot("start.png")
+        fitted = press("0", "fit.png")
+        check(len(changed_pixels(start, fitted)) > 10000, "0 (fit) did not change the view")
+        actual = press("1", "actual.png")
+        check(len(changed_pixels(fitted, actual)) > 10000, "1 (actual size) did not change the view")
+        refitted = press("0", "fit-again.png")
+        check(len(changed_pixels(fitted, refitted)) == 0, "0 after 1 did not give the fitted view back")
+        grid = press("p", "grid.png")
+        changed = changed_pixels(refitted, grid)
+        check(len(changed) > 200, f"p (page grid) changed only {len(changed)} pixels")
+        # The grid adds lines: the changed pixels fill whole rows or columns of the board area.
+        columns, rows = {}, {}
+        for x, y in changed:
+            columns[x] = columns.get(x, 0) + 1
+            rows[y] = rows.get(y, 0) + 1
+        longest = max(max(columns.values()), max(rows.values()))
+        check(longest > 200, f"p drew no sheet edge (longest changed line {longest} pixels)")
+        again = press("p", "grid-off.png")
+        check(len(changed_pixels(refitted, again)) == 0, "pressing p again did not take the grid away")
+    finally:
+        subprocess.run(["pkill", "-f", os.path.join(prefix, "bin", "zorvi-view")])
+        opened.wait(timeout=30)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for name in ("viewer", "reference", "board", "build-dir", "work"):
+        parser.add_argument(f"--{name}", required=True)
+    args = parser.parse_args()
+    work = args.work
+    shutil.rmtree(work, ignore_errors=True)
+    os.makedirs(work)
+    with Display(work) as display, tempfile.TemporaryDirectory() as runtime:
+        os.chmod(runtime, 0o700)
+        env = dict(os.environ, DISPLAY=f":{display.number}", XDG_RUNTIME_DIR=runtime, GDK_BACKEND="x11",
+                   GSK_RENDERER="cairo", NO_AT_BRIDGE="1")
+        env.pop("WAYLAND_DISPLAY", None)
+        part_matches_renderer(args, env, work)
+        part_unreadable_board(args, env, work)
+        part_default_application(args, env, work)
+    print("viewer: all checks passed")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,89 @@
+#include "board_view.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+
+#include "zorvi/board_archive.hpp"
+#include "zorvi/text_measure.hpp"
+
+namespace zorvi::view {
+namespace {
+
+// The reduced copies, where a board has them, give the first picture at once.
+ImageViewMap reducedViews(const BoardBundle& bundle, const ImageViewMap& full) {
+  ImageViewMap reduced;
+  for (const CanvasItem& item : bundle.manifest.items) {
+    if (item.type != CanvasItem::Type::image || !item.thumbnail) continue;
+    if (const auto small = bundle.thumbnails.find(*item.thumbnail); small != bundle.thumbnails.end())
+      reduced.insert_or_assign(item.id, EmbeddedImageView{small->second, {}});
+    else if (const auto it = full.find(item.id); it != full.end())
+      reduced.insert_or_assign(item.id, it->second);
+  }
+  return reduced;
+}
+
+}  // namespace
+
+OpenBoard openBoard(const std::filesystem::path& path) {
+  OpenBoard board;
+  board.bundle = std::make_shared<const BoardBundle>(BoardArchive::read(path));
+  const auto& items = board.bundle->manifest.items;
+  board.captions = TextMeasure::captionHeights(items);
+  for (const CanvasItem& item : items) board.contentFrames.push_back(BoardLayout::contentFrame(item, board.captions));
+  board.full = HTMLExporter::fullResolutionImageViews(*board.bundle);
+  board.reduced = reducedViews(*board.bundle, board.full);
+  for (const CanvasItem& item : items)
+    if (item.type == CanvasItem::Type::image && !board.full.contains(item.id))
+      board.missing.push_back({item.id, item.image.value_or(""), SkippedImage::Reason::missingEntry, {}});
+  return board;
+}
+
+void decodePreviews(const OpenBoard& board, ImageCache& cache, unsigned threads) {
+  // Large enough to look sharp at the fitted size of a typical board, small enough to be quick.
+  constexpr std::int32_t previewEdge = 512;
+  std::vector<std::pair<Uuid, EmbeddedImageView>> work(board.reduced.begin(), board.reduced.end());
+  std::vector<std::shared_ptr<const Raster>> decoded(work.size());
+  std::atomic<std::size_t> next{0};
+  const auto run = [&] {
+    for (std::size_t i; (i = next++) < work.size();)
+      if (auto raster = ImageDecoder::decode(work[i].second.data, previewEdge, previewEdge))
+        decoded[i] = std::make_shared<const Raster>(std::move(*raster));
+  };
+  {
+    std::vector<std::jthread> helpers;
+    for (unsigned i = 1; i < std::min<std::size_t>(threads, work.size()); ++i) helpers.emplace_back(run);
+    run();
+  }
+  for (std::size_t i = 0; i < work.size(); ++i)
+    if (decoded[i]) cache.insertPreview(work[i].first, std::move(decoded[i]));
+}
+
+std::vector<DecodeRequest> drawFrame(const OpenBoard& board, const ViewState& state, double deviceScale,
+                                     ImageCache& cache, std::span<std::uint32_t> pixels, std::int32_t width,
+                                     std::int32_t height, std::int32_t strideInPixels) {
+  std::vector<DecodeRequest> requests;
+  const Frame shown = visibleWorld(state);
+  const BoardLayout layout(board.bundle->manifest.items, board.captions, shown);
+  const ImageProvider provider = [&](const CanvasItem& item, std::int32_t w,
+                                     std::int32_t h) -> std::shared_ptr<const Raster> {
+    const std::int32_t longer = std::max(w, h);
+    const std::int64_t edge = decodeEdge(longer);
+    if (board.full.contains(item.id) && cache.wants(item.id, edge)) {
+      const double grow = static_cast<double>(edge) / longer;
+      requests.push_back({item.id, edge, std::max(1, static_cast<std::int32_t>(w * grow)),
+                          std::max(1, static_cast<std::int32_t>(h * grow))});
+    }
+    return cache.find(item.id);
+  };
+  const double scale = state.transform.zoom * deviceScale;
+  RasterCanvas::drawInto(pixels, width, height, strideInPixels, [&](DrawingContext& context) {
+    // White under the board, as on paper, when its own background can't be read.
+    context.fillRect({0, 0, static_cast<double>(width), static_cast<double>(height)}, {1, 1, 1, 1});
+    context.scale(scale, scale);
+    BoardCGRenderer::draw(layout, context, provider, board.bundle->manifest.board.canvas.backgroundColor);
+  });
+  return requests;
+}
+
+}  // namespace zorvi::view
