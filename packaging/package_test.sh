@@ -18,7 +18,7 @@ contains() {  # contains WHAT TEXT NEEDLE
   case $2 in *"$3"*) ;; *) echo "FAIL $1: '$3' not in '$2'"; status=1 ;; esac
 }
 
-check "packages" "$(ls -- *.deb | sed 's/_.*//' | sort | paste -sd ' ')" "libzorvi-dev $runtime zorvi"
+check "packages" "$(ls -- *.deb | sed 's/_.*//' | sort | paste -sd ' ')" "libzorvi-dev $runtime zorvi zorvi-view"
 lintian --tag-display-limit 0 -- *.deb > lintian.log 2>&1 || true
 grep -E '^E: ' lintian.log && status=1
 echo "lintian: $(grep -c '^E: ' lintian.log || true) errors, $(grep -c '^W: ' lintian.log || true) warnings"
@@ -41,6 +41,12 @@ for file in usr/bin/zorvi usr/share/thumbnailers/zorvi.thumbnailer usr/share/mim
 done
 # shared-mime-info's own trigger watches this folder: no maintainer script of ours needs to run.
 check "zorvi: maintainer scripts" "$(dpkg-deb --ctrl-tarfile zorvi_*.deb | tar -t | grep -cE 'postinst|postrm' || true)" 0
+
+files=$(dpkg-deb -c zorvi-view_*.deb)
+for file in usr/bin/zorvi-view usr/share/applications/zorvi-view.desktop usr/share/icons/hicolor/scalable/apps/zorvi-view.svg; do
+  contains "zorvi-view: files" "$files" "./$file"
+done
+contains "zorvi-view: Depends from shlibdeps" "$(dpkg-deb -f zorvi-view_*.deb Depends)" "libgtk-4-1"
 
 root=$(mktemp -d)
 trap 'rm -rf "$root"' EXIT

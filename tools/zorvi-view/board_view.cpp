@@ -4,7 +4,10 @@
 #include <atomic>
 #include <thread>
 
+#include "output_file.hpp"
 #include "zorvi/board_archive.hpp"
+#include "zorvi/html_exporter.hpp"
+#include "zorvi/page_export_plan.hpp"
 #include "zorvi/text_measure.hpp"
 
 namespace zorvi::view {
@@ -84,6 +87,40 @@ std::vector<DecodeRequest> drawFrame(const OpenBoard& board, const ViewState& st
     BoardCGRenderer::draw(layout, context, provider, board.bundle->manifest.board.canvas.backgroundColor);
   });
   return requests;
+}
+
+std::optional<std::string> exportBoard(const OpenBoard& board, ExportKind kind, const std::filesystem::path& path) {
+  const BoardBundle& bundle = *board.bundle;
+  std::optional<NativeExportError> stopped;
+  try {
+    if (kind == ExportKind::html) {
+      cli::writeFileAtomically(path, HTMLExporter::exportBoard(bundle, board.captions));
+      return std::nullopt;
+    }
+    cli::writeFileAtomically(path, [&](cli::OutputSink& sink) {
+      const ByteSink toFile = [&](std::span<const std::uint8_t> bytes) { return sink.write(bytes); };
+      if (kind == ExportKind::pdf) {
+        const auto setup = bundle.manifest.board.pageSetup.value_or(PageSetup::defaultSetup());
+        stopped = PDFExport::write(bundle, board.full, PageExportPlan::pages(setup, board.contentFrames),
+                                   board.captions, PageExportChrome{}, toFile);
+      } else {
+        stopped = PNGExport::write(bundle, board.full, board.captions, {}, toFile);
+      }
+      // Thrown so that nothing half-written replaces the file; a refused write reports itself.
+      if (stopped && *stopped != NativeExportError::sinkRefused) throw std::runtime_error("export stopped");
+    });
+  } catch (const std::exception& error) {
+    if (!stopped || *stopped == NativeExportError::sinkRefused) return path.string() + ": " + error.what();
+  }
+  if (!stopped) return std::nullopt;
+  switch (*stopped) {
+    case NativeExportError::nothingToDraw: return "the board has nothing to export";
+    case NativeExportError::tooLarge: return "the picture would be larger than 32767 pixels";
+    case NativeExportError::textUnavailable: return "the text module could not be loaded";
+    case NativeExportError::drawingFailed: return "drawing failed (out of memory?)";
+    case NativeExportError::sinkRefused: break;
+  }
+  return path.string() + ": the file could not be written";
 }
 
 }  // namespace zorvi::view

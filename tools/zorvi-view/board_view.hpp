@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "zorvi/board_layout.hpp"
 #include "zorvi/board_renderer.hpp"
 #include "zorvi/image_formats.hpp"
+#include "zorvi/native_export.hpp"
 
 namespace zorvi::view {
 
@@ -45,5 +47,13 @@ struct DecodeRequest {
 std::vector<DecodeRequest> drawFrame(const OpenBoard& board, const ViewState& state, double deviceScale,
                                      ImageCache& cache, std::span<std::uint32_t> pixels, std::int32_t width,
                                      std::int32_t height, std::int32_t strideInPixels);
+
+// The kinds the window exports, with the command's defaults: the board's own page setup, no cover or
+// footer, the sharpest PNG up to 8192 pixels.
+enum class ExportKind { pdf, png, html };
+
+// Writes the export of kind to path, replacing it only once complete; a line saying why it failed,
+// else nothing.
+std::optional<std::string> exportBoard(const OpenBoard& board, ExportKind kind, const std::filesystem::path& path);
 
 }  // namespace zorvi::view

@@ -1,5 +1,6 @@
 // zorvi-view: a window onto a board, drawn by the same renderer as its thumbnails.
 #include <gtk/gtk.h>
+#include <gtk/gtkunixprint.h>
 
 #include <cmath>
 #include <cstdio>
@@ -393,6 +394,86 @@ void chooseBoard(Viewer& viewer) {
   gtk_native_dialog_show(GTK_NATIVE_DIALOG(chooser));
 }
 
+void tell(Viewer& viewer, const std::string& line) {
+  GtkWidget* dialog = gtk_message_dialog_new(GTK_WINDOW(viewer.window), GTK_DIALOG_MODAL, GTK_MESSAGE_ERROR,
+                                             GTK_BUTTONS_CLOSE, "%s", line.c_str());
+  g_signal_connect(dialog, "response", G_CALLBACK(gtk_window_destroy), nullptr);
+  gtk_window_present(GTK_WINDOW(dialog));
+}
+
+struct ExportChoice {
+  Viewer* viewer;
+  ExportKind kind;
+};
+
+void chooseExport(Viewer& viewer, ExportKind kind) {
+  if (!viewer.board) return;
+  static constexpr const char* extensions[] = {".pdf", ".png", ".html"};
+  GtkFileChooserNative* chooser = gtk_file_chooser_native_new("Export Board", GTK_WINDOW(viewer.window),
+                                                              GTK_FILE_CHOOSER_ACTION_SAVE, "_Export", "_Cancel");
+  const std::string name = viewer.board->bundle->manifest.board.name + extensions[static_cast<int>(kind)];
+  gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(chooser), name.c_str());
+  g_object_set_data_full(G_OBJECT(chooser), "choice", new ExportChoice{&viewer, kind},
+                         +[](gpointer data) { delete static_cast<ExportChoice*>(data); });
+  g_signal_connect(chooser, "response", G_CALLBACK((+[](GtkNativeDialog* dialog, int response, gpointer) {
+                     const auto& choice = *static_cast<ExportChoice*>(g_object_get_data(G_OBJECT(dialog), "choice"));
+                     if (response == GTK_RESPONSE_ACCEPT && choice.viewer->board) {
+                       GFile* file = gtk_file_chooser_get_file(GTK_FILE_CHOOSER(dialog));
+                       if (char* path = g_file_get_path(file)) {
+                         if (const auto failure = exportBoard(*choice.viewer->board, choice.kind, path))
+                           tell(*choice.viewer, "The board was not exported: " + *failure);
+                         g_free(path);
+                       }
+                       g_object_unref(file);
+                     }
+                     g_object_unref(dialog);
+                   })),
+                   nullptr);
+  gtk_native_dialog_show(GTK_NATIVE_DIALOG(chooser));
+}
+
+// Printing sends the PDF export itself, so paper shows exactly the sheets of `zorvi export pdf`.
+void print(Viewer& viewer) {
+  if (!viewer.board) return;
+  char* folder = g_dir_make_tmp("zorvi-print-XXXXXX", nullptr);
+  if (!folder) return tell(viewer, "Nothing was printed: no temporary folder could be made.");
+  const std::string pdf = std::string(folder) + "/board.pdf";
+  g_free(folder);
+  if (const auto failure = exportBoard(*viewer.board, ExportKind::pdf, pdf))
+    return tell(viewer, "Nothing was printed: " + *failure);
+  GtkWidget* dialog = gtk_print_unix_dialog_new("Print Board", GTK_WINDOW(viewer.window));
+  gtk_print_unix_dialog_set_manual_capabilities(GTK_PRINT_UNIX_DIALOG(dialog), GtkPrintCapabilities{});
+  g_object_set_data_full(G_OBJECT(dialog), "pdf", g_strdup(pdf.c_str()), g_free);
+  g_signal_connect(dialog, "response", G_CALLBACK((+[](GtkDialog* d, int response, gpointer data) {
+                     auto& v = *static_cast<Viewer*>(data);
+                     const char* file = static_cast<const char*>(g_object_get_data(G_OBJECT(d), "pdf"));
+                     auto* unix = GTK_PRINT_UNIX_DIALOG(d);
+                     if (response == GTK_RESPONSE_OK) {
+                       GtkPrinter* printer = gtk_print_unix_dialog_get_selected_printer(unix);
+                       if (!gtk_printer_accepts_pdf(printer)) {
+                         tell(v, "This printer does not take PDF documents; export a PDF and print it from a "
+                                 "PDF viewer.");
+                       } else {
+                         GtkPrintSettings* settings = gtk_print_unix_dialog_get_settings(unix);
+                         GtkPrintJob* job = gtk_print_job_new(gtk_window_get_title(GTK_WINDOW(v.window)), printer,
+                                                              settings, gtk_print_unix_dialog_get_page_setup(unix));
+                         g_object_unref(settings);
+                         GError* error = nullptr;
+                         if (gtk_print_job_set_source_file(job, file, &error)) {
+                           gtk_print_job_send(job, nullptr, nullptr, nullptr);
+                         } else {
+                           tell(v, std::string("Nothing was printed: ") + error->message);
+                           g_error_free(error);
+                         }
+                         g_object_unref(job);
+                       }
+                     }
+                     gtk_window_destroy(GTK_WINDOW(d));
+                   })),
+                   &viewer);
+  gtk_window_present(GTK_WINDOW(dialog));
+}
+
 GtkWidget* headerBar(Viewer& viewer) {
   GtkWidget* bar = gtk_header_bar_new();
   GtkWidget* openButton = gtk_button_new_with_mnemonic("_Open…");
@@ -408,6 +489,17 @@ GtkWidget* headerBar(Viewer& viewer) {
                    })),
                    &viewer);
   gtk_header_bar_pack_end(GTK_HEADER_BAR(bar), grid);
+
+  GMenu* menu = g_menu_new();
+  g_menu_append(menu, "Export as PDF…", "win.export-pdf");
+  g_menu_append(menu, "Export as PNG…", "win.export-png");
+  g_menu_append(menu, "Export as HTML…", "win.export-html");
+  g_menu_append(menu, "Print…", "win.print");
+  GtkWidget* button = gtk_menu_button_new();
+  gtk_menu_button_set_icon_name(GTK_MENU_BUTTON(button), "open-menu-symbolic");
+  gtk_menu_button_set_menu_model(GTK_MENU_BUTTON(button), G_MENU_MODEL(menu));
+  g_object_unref(menu);
+  gtk_header_bar_pack_end(GTK_HEADER_BAR(bar), button);
   return bar;
 }
 
@@ -445,6 +537,23 @@ std::shared_ptr<Viewer> makeWindow(GtkApplication* app, std::optional<std::strin
   gtk_overlay_add_overlay(GTK_OVERLAY(overlay), viewer->note);
   gtk_window_set_child(GTK_WINDOW(viewer->window), overlay);
   connectInput(viewer);
+  static constexpr std::pair<const char*, void (*)(Viewer&)> menuActions[] = {
+      {"export-pdf", [](Viewer& v) { chooseExport(v, ExportKind::pdf); }},
+      {"export-png", [](Viewer& v) { chooseExport(v, ExportKind::png); }},
+      {"export-html", [](Viewer& v) { chooseExport(v, ExportKind::html); }},
+      {"print", print},
+  };
+  for (const auto& [name, run] : menuActions) {
+    GSimpleAction* action = g_simple_action_new(name, nullptr);
+    g_object_set_data(G_OBJECT(action), "run", reinterpret_cast<gpointer>(run));
+    g_signal_connect(action, "activate", G_CALLBACK((+[](GSimpleAction* a, GVariant*, gpointer data) {
+                       reinterpret_cast<void (*)(Viewer&)>(g_object_get_data(G_OBJECT(a), "run"))(
+                           *static_cast<Viewer*>(data));
+                     })),
+                     viewer.get());
+    g_action_map_add_action(G_ACTION_MAP(viewer->window), G_ACTION(action));
+    g_object_unref(action);
+  }
   // The window owns the viewer from here on.
   g_object_set_data_full(G_OBJECT(viewer->window), "zorvi-viewer", new std::shared_ptr<Viewer>(viewer),
                          +[](gpointer data) { delete static_cast<std::shared_ptr<Viewer>*>(data); });
