@@ -14,8 +14,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "support/zip_builder.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/image_decoder.hpp"
+#include "zorvi/manifest_coding.hpp"
 
 namespace zorvi {
 namespace {
@@ -124,6 +126,39 @@ TEST_F(ThumbnailCommand, FailsWithOneLineAndLeavesNoFile) {
     EXPECT_EQ(std::count(stderrText.begin(), stderrText.end(), '\n'), 1) << stderrText;
   }
   EXPECT_EQ(folder(), (std::vector<std::string>{"empty.zorvi", "square.zorvi", "text.zorvi"}));
+}
+
+TEST_F(ThumbnailCommand, ItsOwnLimitsEndWithExitFour) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the memory cap is off under AddressSanitizer";
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+  GTEST_SKIP() << "the memory cap is off under AddressSanitizer";
+#endif
+#endif
+  const std::string square = board("square.zorvi", 400, 300);
+  // A gibibyte of zeros, deflated to a megabyte, beside a manifest naming it.
+  Manifest manifest;
+  manifest.items.emplace_back(Uuid{}, ShapeContent{"#FF0000", "#000", 3, {}, {}}, Frame{0, 0, 40, 30}, 0, false,
+                              std::nullopt);
+  const std::string json = ManifestCoder::encode(manifest);
+  testing::ZipEntry image{"images/huge.png", {}, 8};
+  image.zeros = std::uint64_t{1} << 30;
+  const Bytes zip = testing::buildZip({{"manifest.json", testing::toBytes(json), 8}, image}).bytes;
+  const std::string huge = (dir / "huge.zorvi").string();
+  std::ofstream(huge, std::ios::binary).write(reinterpret_cast<const char*>(zip.data()), static_cast<std::streamsize>(zip.size()));
+  const std::tuple<const char*, std::vector<std::string>, std::string> rows[] = {
+      {"a 1 GiB image entry", {huge, out}, "zorvi: " + huge + ": memory limit reached\n"},
+      {"a picture larger than memory", {square, out, "--size", "32767"},
+       "zorvi: " + square + ": memory limit reached: the picture would be 32767 × 24575 pixels\n"},
+      {"a picture wider than a bitmap", {square, out, "--size", "20000", "--scale", "2"},
+       "zorvi: " + square + ": size limit reached: the picture would be 40000 × 30000 pixels\n"},
+  };
+  for (const auto& [name, args, line] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(runZorvi(args), std::pair(4, line));
+  }
+  EXPECT_EQ(folder(), (std::vector<std::string>{"huge.zorvi", "square.zorvi"}));
 }
 
 TEST_F(ThumbnailCommand, FailureKeepsAnEarlierPictureWhole) {

@@ -21,6 +21,9 @@
 
 #include "commands.hpp"
 #include "output_file.hpp"
+#include "zorvi/board_file.hpp"
+#include "zorvi/board_layout.hpp"
+#include "zorvi/board_renderer.hpp"
 #include "zorvi/thumbnail_provider.hpp"
 
 #if defined(__has_feature)
@@ -199,6 +202,25 @@ int report(const std::filesystem::path& path, std::string_view what, int status)
   return status;
 }
 
+// The provider answers nothing both for a board with nothing on it and for a picture the limits could
+// not hold; the manifest alone tells them apart, and is read again only on this rare path.
+int reportNoPicture(const std::filesystem::path& board, double maxPixel) {
+  std::optional<BoardPreviewRenderer::PixelBudget> budget;
+  try {
+    const BoardLayout layout(BoardFile::open(board).manifest().items, CaptionHeights{});
+    budget = BoardPreviewRenderer::pixelBudget(layout.width, layout.height, maxPixel);
+  } catch (const BoardArchiveError&) {
+    // Read a moment ago; if it changed since, there is nothing more to say about it.
+  }
+  if (!budget) return report(board, "nothing to draw", exitNothingToDraw);
+  // Above 32,767 pixels a side no bitmap can be made; below, memory ran out.
+  const bool tooWide = std::max(budget->width, budget->height) > 32767;
+  return report(board,
+                std::string(tooWide ? "size" : "memory") + " limit reached: the picture would be " +
+                    std::to_string(budget->width) + " × " + std::to_string(budget->height) + " pixels",
+                exitLimitReached);
+}
+
 }  // namespace
 
 int runThumbnail(const Arguments& arguments) {
@@ -226,7 +248,7 @@ int runThumbnail(const Arguments& arguments) {
     }
     if (error) return reportingFailures(board, [&] { throw *error; });
     warnAboutLeftOutImages(board, skipped);
-    if (!reply) return report(board, "nothing to draw", exitNothingToDraw);
+    if (!reply) return reportNoPicture(board, size * scale);
     // The reply's size is in points; the surface has the picture's own pixel size.
     const auto picture =
         RasterCanvas::render(static_cast<std::int32_t>(std::lround(reply->contextSize.width * scale)),
