@@ -247,6 +247,38 @@ TEST_F(ThumbnailCommand, SaysWhyImagesAreLeftOutAndStillDrawsTheRest) {
                          "for it\n"));
 }
 
+// libjxl writes debug lines on a damaged file; the command's stderr keeps only its own lines, the text
+// module's warning among them.
+TEST_F(ThumbnailCommand, StderrHoldsOnlyItsOwnLines) {
+  // A copy of the command beside a text module that cannot be loaded.
+  const fs::path copy = dir / "copy";
+  fs::create_directories(copy / "bin");
+  fs::create_directories(copy / "lib/zorvi");
+  fs::copy_file(ZORVI_COMMAND, copy / "bin/zorvi");
+  std::ofstream(copy / "lib/zorvi/zorvi-text.so") << "not a module";
+  BoardBundle bundle;
+  bundle.manifest.items.emplace_back(Uuid{}, TextContent{"Harbour Light", "#000000", 40}, Frame{0, 0, 300, 60}, 0,
+                                     false, std::nullopt);
+  bundle.manifest.items.emplace_back(Uuid{}, "images/cut.jxl", "thumbnails/cut.jxl", Frame{0, 80, 100, 100}, 0,
+                                     PixelSize{100, 100}, ItemSource{}, std::nullopt, std::nullopt, false,
+                                     std::nullopt);
+  // The first 20 bytes of a JPEG XL picture.
+  bundle.images["images/cut.jxl"] = {0xFF, 0x0A, 0xA8, 0x34, 0xFC, 0x24, 0x54, 0xEE, 0xAD, 0x22,
+                                     0x08, 0x00, 0x12, 0x88, 0x02, 0x00, 0x6D, 0x6B, 0xA5, 0xBC};
+  const std::string cut = (dir / "cut.zorvi").string();
+  BoardArchive::write(bundle, cut);
+  const fs::path errors = dir / "errors";
+  EXPECT_EQ(std::system(("'" + (copy / "bin/zorvi").string() + "' thumbnail '" + cut + "' '" + out + "' 2>'" +
+                         errors.string() + "'").c_str()), 0);
+  const std::string warning = "zorvi: warning: text is left out, the text module could not be loaded: ";
+  const std::string leftOut =
+      "zorvi: warning: " + cut + ": image images/cut.jxl left out: its bytes are not an image that can be decoded\n";
+  const std::string lines = contents(errors);
+  EXPECT_EQ(lines.substr(0, warning.size()), warning) << lines;
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << lines;
+  EXPECT_TRUE(lines.ends_with(leftOut)) << lines;
+}
+
 TEST_F(ThumbnailCommand, NamesACodecLibraryThatIsNotInstalled) {
   // The example's AVIF image, with libavif hidden behind an empty file as if it were not installed.
   const fs::path library = fs::canonical(ZORVI_LIBAVIF_FILE);
