@@ -39,6 +39,9 @@ class BoardFile {
   bool read(std::string_view path, const ChunkSink& sink) const;
   // The entry's bytes whole, or nothing when there is no such entry. Throws as read.
   std::optional<Bytes> bytes(std::string_view path) const;
+  // The first `count` bytes of the entry (all of a shorter one), unchecked, since its CRC-32 covers the
+  // whole; nothing when there is no such entry. Throws as read.
+  std::optional<Bytes> head(std::string_view path, std::size_t count) const;
 
  private:
   struct State;

@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "archive/zip_support.hpp"
-#include "zorvi/document.hpp"
+#include "zorvi/board_bundle.hpp"
 
 namespace zorvi::archive_reading {
 
@@ -51,5 +51,8 @@ using ChunkSink = std::function<void(std::span<const std::uint8_t>)>;
 // Hands the entry's bytes to `sink` in chunks of at most 256 KiB, checking its length and CRC-32; the
 // last chunk arrives before the CRC-32 is known. Throws archiveCorrupt, or std::bad_alloc.
 void streamEntry(zip_t* zip, const PlannedEntry& entry, const ChunkSink& sink);
+// The first `count` bytes of the entry, or all of a shorter one; unchecked, as the CRC-32 covers the
+// whole. Throws archiveCorrupt, or std::bad_alloc.
+Bytes readHead(zip_t* zip, const PlannedEntry& entry, std::size_t count);
 
 }  // namespace zorvi::archive_reading

@@ -122,6 +122,20 @@ void streamEntry(zip_t* zip, const PlannedEntry& entry, const ChunkSink& sink) {
   if (total < entry.declared) throw corrupt("entry holds fewer bytes than its declared size");
 }
 
+Bytes readHead(zip_t* zip, const PlannedEntry& entry, std::size_t count) {
+  FilePtr file(zip_fopen_index(zip, entry.index, 0));
+  if (!file) failOpening(zip);
+  Bytes head(std::min(count, entry.declared));
+  std::size_t filled = 0;
+  while (filled < head.size()) {
+    const zip_int64_t got = zip_fread(file.get(), head.data() + filled, head.size() - filled);
+    if (got < 0) failReading(file.get());
+    if (got == 0) throw corrupt("entry holds fewer bytes than its declared size");
+    filled += static_cast<std::size_t>(got);
+  }
+  return head;
+}
+
 namespace {
 
 // Inflates or copies a planned entry in chunks. libzip verifies the CRC-32 only once the data is read

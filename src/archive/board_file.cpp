@@ -62,4 +62,10 @@ std::optional<Bytes> BoardFile::bytes(std::string_view path) const {
   return bytes;
 }
 
+std::optional<Bytes> BoardFile::head(std::string_view path, std::size_t count) const {
+  const auto found = state_->entries.find(path);
+  if (found == state_->entries.end()) return std::nullopt;
+  return archive_reading::readHead(state_->archive.zip.get(), found->second, count);
+}
+
 }  // namespace zorvi
