@@ -69,12 +69,13 @@ void writePagedDocument(const Manifest& manifest, const HTMLExporter::PictureLoo
   HTMLExporter::writePaged(manifest, pictures, pages, heights, chrome, out);
 }
 
-// The pictures of the in-memory export, read from the board file as the document reaches them: no
-// picture is ever held whole.
+// The pictures HTMLExporter::fullResolutionImages would choose, read from the board file as the
+// document reaches them: no picture is ever held whole.
 class FilePictures {
  public:
   explicit FilePictures(const BoardFile& file)
-      : file_(file), entries_(HTMLExporter::pictureEntries(file.manifest(), [&](const std::string& path, bool thumbnail) {
+      : file_(file),
+        entries_(HTMLExporter::pictureEntries(file.manifest(), [&](const std::string& path, bool thumbnail) {
           return (thumbnail ? file.thumbnailSizes() : file.imageSizes()).contains(path);
         })) {}
 
@@ -133,8 +134,8 @@ int runExport(const Arguments& arguments) {
     }
   }
 
-  // The board is read as the document is written, and the document written to the output as it grows:
-  // memory stays bounded for any board, whatever its pictures weigh.
+  // The board is read as the document is written, and the document goes to the output as it grows:
+  // memory does not grow with the pictures.
   std::optional<BoardFile> file;
   if (const int status = reportingFailures(board, [&] { file.emplace(BoardFile::open(board)); });
       status != exitSuccess) {
