@@ -69,32 +69,5 @@ TEST(BoardFile, GivesSizesAtOnceAndBytesOnRequest) {
   }
 }
 
-TEST(BoardFile, RefusesWhatReadingTheWholeBoardRefuses) {
-  testing::TemporaryFolder folder;
-  const std::pair<const char*, Bytes> rows[] = {
-      {"not a zip", toBytes("plain text, not an archive of any kind")},
-      {"no manifest", buildZip({{.name = "images/a.png", .data = toBytes("x")}}).bytes},
-      {"newer schema", buildZip({{.name = "manifest.json", .data = toBytes(testing::manifestJson(9))}}).bytes},
-      {"bad manifest", buildZip({{.name = "manifest.json", .data = toBytes("{}")}}).bytes},
-  };
-  for (const auto& [name, bytes] : rows) {
-    SCOPED_TRACE(name);
-    testing::writeFile(folder.path / "b.zorvi", bytes);
-    std::optional<BoardArchiveError> whole, opened;
-    try {
-      BoardArchive::read(folder.path / "b.zorvi");
-    } catch (const BoardArchiveError& error) {
-      whole = error;
-    }
-    try {
-      BoardFile::open(folder.path / "b.zorvi");
-    } catch (const BoardArchiveError& error) {
-      opened = error;
-    }
-    ASSERT_TRUE(whole.has_value());
-    EXPECT_EQ(opened, whole);
-  }
-}
-
 }  // namespace
 }  // namespace zorvi
