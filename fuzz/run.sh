@@ -2,7 +2,8 @@
 # Builds the libFuzzer targets and runs each for SECONDS (default 600), at most JOBS (default 2) at a
 # time. Usage: bash fuzz/run.sh [SECONDS] [JOBS] [TARGET...]
 # Each target's new inputs go to build/fuzz/corpus-NAME, its log to build/fuzz/NAME.log, and any input
-# that crashed or hit undefined behaviour to build/fuzz/artifacts-NAME/. Exits non-zero if one did.
+# that crashed, leaked, ran out of memory or hit undefined behaviour to build/fuzz/artifacts-NAME/ (slow
+# ones too, counted apart). Exits non-zero if there is a finding.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -41,8 +42,10 @@ wait
 failed=0
 for name in "${targets[@]}"; do
   executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$out/$name.log" | tail -1)
-  findings=$(find "$out/artifacts-$name" -type f | wc -l)
-  echo "$name: ${executions:-?} executions, $findings findings"
+  # Slow inputs are noted, not failures: under the sanitizers and a loaded machine they are common.
+  findings=$(find "$out/artifacts-$name" -type f ! -name 'slow-unit-*' | wc -l)
+  slow=$(find "$out/artifacts-$name" -type f -name 'slow-unit-*' | wc -l)
+  echo "$name: ${executions:-?} executions, $findings findings, $slow slow inputs"
   [ "$findings" -eq 0 ] || failed=1
 done
 exit "$failed"
