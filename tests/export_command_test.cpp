@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "support/board_files.hpp"
+#include "support/zip_builder.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/html_exporter.hpp"
 #include "zorvi/manifest_coding.hpp"
@@ -120,6 +121,56 @@ TEST_F(ExportCommand, FailuresPrintOneLineAndKeepTheOldOutput) {
     EXPECT_EQ(std::count(gotErr.begin(), gotErr.end(), '\n'), 1) << gotErr;
     EXPECT_EQ(readText(work.path / "out.html"), "old");
     EXPECT_EQ(work.names(), (std::vector<std::string>{"b.zorvi", "gif.png", "out.html", "text.png"}));
+  }
+}
+
+// Pictures go from the board to the output piece by piece, and info reads sizes from the directory: a
+// board holding a picture larger than the memory allowed still exports and describes itself.
+TEST_F(ExportCommand, BoundedMemoryForAnyPicture) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "AddressSanitizer reserves more address space than the cap";
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+  GTEST_SKIP() << "AddressSanitizer reserves more address space than the cap";
+#endif
+#endif
+  BoardBundle bundle = makeBoard();
+  bundle.images.clear();
+  testing::ZipEntry picture{.name = "images/a.png", .method = 8};
+  picture.zeros = std::uint64_t{256} << 20;
+  testing::writeFile(work.path / "big.zorvi",
+                     testing::buildZip({{.name = "manifest.json",
+                                         .data = testing::toBytes(ManifestCoder::encode(bundle.manifest)),
+                                         .method = 8},
+                                        picture})
+                         .bytes);
+  const std::string capped = "ulimit -v 200000 && " + quoted(ZORVI_COMMAND) + " ";
+  const fs::path out = scratch.path / "out";
+  EXPECT_EQ(testing::shell(capped + "info " + path("big.zorvi") + " > " + quoted(out)), 0);
+  EXPECT_NE(readText(out).find("images/a.png  268435456 bytes"), std::string::npos) << readText(out);
+  EXPECT_EQ(testing::shell(capped + "export html " + path("big.zorvi") + " " + path("big.html")), 0);
+  // The document differs from the small board's only in the picture's data.
+  const std::string expected = HTMLExporter::exportBoard(makeBoard(), {});
+  const std::string small = "data:image/png;base64," + std::string("iVBORw0KGgoAAAANSUhEUg==");
+  const std::size_t at = expected.find(small);
+  ASSERT_NE(at, std::string::npos);
+  EXPECT_EQ(fs::file_size(work.path / "big.html"),
+            expected.size() - small.size() + std::string("data:image/png;base64,").size() + (std::size_t{256} << 20) / 3 * 4 + 4);
+}
+
+TEST_F(ExportCommand, ADamagedPictureIsTheBoardsFailure) {
+  BoardBundle bundle = makeBoard();
+  testing::BuiltZip built = testing::buildZip(
+      {{.name = "manifest.json", .data = testing::toBytes(ManifestCoder::encode(bundle.manifest)), .method = 8},
+       {.name = "images/a.png", .data = kPng}});
+  built.bytes[built.dataOffsets[1] + 3] ^= 0x01;
+  testing::writeFile(work.path / "b.zorvi", built.bytes);
+  for (const char* kind : {"html", "pages"}) {
+    SCOPED_TRACE(kind);
+    const auto [status, err] = zorvi(std::string(kind) + " " + path("b.zorvi") + " " + path("out.html"));
+    EXPECT_EQ(status, 1);
+    EXPECT_TRUE(err.starts_with("zorvi: " + (work.path / "b.zorvi").string() + ": archiveCorrupt: ")) << err;
+    EXPECT_EQ(work.names(), std::vector<std::string>{"b.zorvi"});
   }
 }
 

@@ -288,5 +288,49 @@ TEST(HTMLDocuments, PagedDocumentMatchesItsGoldenFile) {
   EXPECT_EQ(count(html, "Across the fold"), 2u);  // written on both tiles it reaches
 }
 
+// A picture handed over in pieces gives the same document as the picture whole, wherever it is cut.
+TEST(HTMLExporterStreaming, PiecesGiveTheWholeDocument) {
+  std::vector<std::uint8_t> bytes(1000);
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i * 7 + 3);
+  std::string whole;
+  html::appendBase64(whole, bytes);
+  for (const std::vector<std::size_t>& cuts :
+       {std::vector<std::size_t>{}, {1}, {2}, {1, 2, 3}, {4, 4, 5}, {0, 998, 999}, {333, 334, 667}}) {
+    std::string pieces;
+    html::Base64Stream stream;
+    std::size_t from = 0;
+    for (const std::size_t cut : cuts) {
+      stream.append(pieces, std::span(bytes).subspan(from, cut - from));
+      from = cut;
+    }
+    stream.append(pieces, std::span(bytes).subspan(from));
+    stream.finish(pieces);
+    EXPECT_EQ(pieces, whole) << cuts.size();
+  }
+  // The streamed document, written to a sink in several pieces, equals the one built in memory.
+  Manifest manifest;
+  Uuid id;
+  id.bytes[15] = 1;
+  manifest.items.emplace_back(id, "images/a.png", "thumbnails/a.png", Frame{0, 0, 10, 10}, 0, PixelSize{1, 1},
+                              ItemSource{}, std::nullopt, std::nullopt, false, std::nullopt);
+  const std::vector<std::uint8_t> big(300 * 1024, 0x5A);
+  BoardBundle bundle{manifest, {{"images/a.png", big}}, {}};
+  const HTMLExporter::PictureLookup inPieces = [&](const CanvasItem& item) -> std::optional<HTMLExporter::PictureStream> {
+    if (item.id != id) return std::nullopt;
+    return HTMLExporter::PictureStream{"image/png", big.size(), [&](const HTMLExporter::ByteSink& sink) {
+                                         for (std::size_t at = 0; at < big.size(); at += 1000)
+                                           sink(std::span(big).subspan(at, std::min<std::size_t>(1000, big.size() - at)));
+                                       }};
+  };
+  std::string streamed;
+  int calls = 0;
+  HTMLExporter::writeBoard(manifest, inPieces, {}, [&](std::string_view piece) {
+    streamed += piece;
+    ++calls;
+  });
+  EXPECT_EQ(streamed, HTMLExporter::exportBoard(bundle, {}));
+  EXPECT_GT(calls, 2);
+}
+
 }  // namespace
 }  // namespace zorvi

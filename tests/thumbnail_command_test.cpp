@@ -14,8 +14,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "support/zip_builder.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/image_decoder.hpp"
+#include "zorvi/manifest_coding.hpp"
 
 namespace zorvi {
 namespace {
@@ -126,6 +128,39 @@ TEST_F(ThumbnailCommand, FailsWithOneLineAndLeavesNoFile) {
   EXPECT_EQ(folder(), (std::vector<std::string>{"empty.zorvi", "square.zorvi", "text.zorvi"}));
 }
 
+TEST_F(ThumbnailCommand, ItsOwnLimitsEndWithExitFour) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the memory cap is off under AddressSanitizer";
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+  GTEST_SKIP() << "the memory cap is off under AddressSanitizer";
+#endif
+#endif
+  const std::string square = board("square.zorvi", 400, 300);
+  // A gibibyte of zeros, deflated to a megabyte, beside a manifest naming it.
+  Manifest manifest;
+  manifest.items.emplace_back(Uuid{}, ShapeContent{"#FF0000", "#000", 3, {}, {}}, Frame{0, 0, 40, 30}, 0, false,
+                              std::nullopt);
+  const std::string json = ManifestCoder::encode(manifest);
+  testing::ZipEntry image{"images/huge.png", {}, 8};
+  image.zeros = std::uint64_t{1} << 30;
+  const Bytes zip = testing::buildZip({{"manifest.json", testing::toBytes(json), 8}, image}).bytes;
+  const std::string huge = (dir / "huge.zorvi").string();
+  std::ofstream(huge, std::ios::binary).write(reinterpret_cast<const char*>(zip.data()), static_cast<std::streamsize>(zip.size()));
+  const std::tuple<const char*, std::vector<std::string>, std::string> rows[] = {
+      {"a 1 GiB image entry", {huge, out}, "zorvi: " + huge + ": memory limit reached\n"},
+      {"a picture larger than memory", {square, out, "--size", "32767"},
+       "zorvi: " + square + ": memory limit reached: the picture would be 32767 × 24575 pixels\n"},
+      {"a picture wider than a bitmap", {square, out, "--size", "20000", "--scale", "2"},
+       "zorvi: " + square + ": size limit reached: the picture would be 40000 × 30000 pixels\n"},
+  };
+  for (const auto& [name, args, line] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(runZorvi(args), std::pair(4, line));
+  }
+  EXPECT_EQ(folder(), (std::vector<std::string>{"huge.zorvi", "square.zorvi"}));
+}
+
 TEST_F(ThumbnailCommand, FailureKeepsAnEarlierPictureWhole) {
   std::ofstream(out) << "earlier";
   EXPECT_EQ(runZorvi({board("empty.zorvi", 0, 0), out}).first, 3);
@@ -210,6 +245,38 @@ TEST_F(ThumbnailCommand, SaysWhyImagesAreLeftOutAndStillDrawsTheRest) {
                          "its bytes are not an image that can be decoded\n" +
                          "zorvi: warning: " + mixed + ": image images/gone.png left out: the board holds no entry "
                          "for it\n"));
+}
+
+// libjxl writes debug lines on a damaged file; the command's stderr keeps only its own lines, the text
+// module's warning among them.
+TEST_F(ThumbnailCommand, StderrHoldsOnlyItsOwnLines) {
+  // A copy of the command beside a text module that cannot be loaded.
+  const fs::path copy = dir / "copy";
+  fs::create_directories(copy / "bin");
+  fs::create_directories(copy / "lib/zorvi");
+  fs::copy_file(ZORVI_COMMAND, copy / "bin/zorvi");
+  std::ofstream(copy / "lib/zorvi/zorvi-text.so") << "not a module";
+  BoardBundle bundle;
+  bundle.manifest.items.emplace_back(Uuid{}, TextContent{"Harbour Light", "#000000", 40}, Frame{0, 0, 300, 60}, 0,
+                                     false, std::nullopt);
+  bundle.manifest.items.emplace_back(Uuid{}, "images/cut.jxl", "thumbnails/cut.jxl", Frame{0, 80, 100, 100}, 0,
+                                     PixelSize{100, 100}, ItemSource{}, std::nullopt, std::nullopt, false,
+                                     std::nullopt);
+  // The first 20 bytes of a JPEG XL picture.
+  bundle.images["images/cut.jxl"] = {0xFF, 0x0A, 0xA8, 0x34, 0xFC, 0x24, 0x54, 0xEE, 0xAD, 0x22,
+                                     0x08, 0x00, 0x12, 0x88, 0x02, 0x00, 0x6D, 0x6B, 0xA5, 0xBC};
+  const std::string cut = (dir / "cut.zorvi").string();
+  BoardArchive::write(bundle, cut);
+  const fs::path errors = dir / "errors";
+  EXPECT_EQ(std::system(("'" + (copy / "bin/zorvi").string() + "' thumbnail '" + cut + "' '" + out + "' 2>'" +
+                         errors.string() + "'").c_str()), 0);
+  const std::string warning = "zorvi: warning: text is left out, the text module could not be loaded: ";
+  const std::string leftOut =
+      "zorvi: warning: " + cut + ": image images/cut.jxl left out: its bytes are not an image that can be decoded\n";
+  const std::string lines = contents(errors);
+  EXPECT_EQ(lines.substr(0, warning.size()), warning) << lines;
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << lines;
+  EXPECT_TRUE(lines.ends_with(leftOut)) << lines;
 }
 
 TEST_F(ThumbnailCommand, NamesACodecLibraryThatIsNotInstalled) {

@@ -56,6 +56,8 @@ TEST_F(UpdateCheckCommand, FailuresPrintOneLine) {
       {"1.0 feed.json", R"({"version":1.3,"url":"u"})",
        "zorvi: feed.json: json: key \"version\" is not a string\n"},
       {"1.0 absent.json", "", "zorvi: absent.json: filesystem: No such file or directory\n"},
+      {"1.0 feed.json", R"({"version":"1","url":"\ude00"})",
+       "zorvi: feed.json: json: invalid JSON at byte 29: escaped lone surrogate in a string\n"},
   };
   for (const auto& [arguments, feed, line] : rows) {
     SCOPED_TRACE(line);

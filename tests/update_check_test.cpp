@@ -76,7 +76,8 @@ TEST(UpdateManifest, RefusesMalformedFeeds) {
       R"({"version":"1","url":"u","minOS":13})", R"({"version":"1","url":"u","version":"2"})",
       R"(["version","url"])", R"("1.2.3")", R"({"version":"1","url":"u"} {})", R"({"version":"1","url":"u",})",
       "{\"version\":\"1\",\"url\":\"\xC3\x28\"}", "{\"version\":\"1\",\"url\":\"\xED\xA0\x80\"}",
-      "{\"version\":\"1\",\"url\":\"a\tb\"}", R"({"version":"1","url":"\ud800"})", R"({"version":"1","url":"u","x":NaN})",
+      "{\"version\":\"1\",\"url\":\"a\tb\"}", R"({"version":"1","url":"\ud800"})", R"({"version":"1","url":"\ude00"})",
+      R"({"version":"1","url":"u","x\uDFFF":0})", R"({"version":"1","url":"u","x":["\udc00"]})", R"({"version":"1","url":"u","x":NaN})",
       R"({'version':'1','url':'u'})", "\xEF\xBB\xBF{\"version\":\"1\",\"url\":\"u\"}",
       std::string("{\"version\":\"1\",\"url\":\"u\"}\0 trailing", 35), std::string("{\"version\":\"1\0\",\"url\":\"u\"}", 26)};
   // clang-format on

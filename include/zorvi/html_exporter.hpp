@@ -1,7 +1,10 @@
 // The HTML exports of a board: one self-contained page, and printable pages.
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +30,32 @@ std::string exportBoard(const BoardBundle& bundle, const ImageMap& images, const
 std::string exportPaged(const BoardBundle& bundle, const ImageMap& images,
                         const std::vector<PageExportPlan::Page>& pages, const CaptionHeights& captionHeights,
                         const PageExportChrome& chrome);
+
+// Where a document written piece by piece goes.
+using TextSink = std::function<void(std::string_view)>;
+using ByteSink = std::function<void(std::span<const std::uint8_t>)>;
+
+// A picture handed over in pieces rather than held whole.
+struct PictureStream {
+  std::string mime;
+  std::uint64_t size = 0;  // how many bytes read hands over
+  std::function<void(const ByteSink&)> read;
+};
+// The picture of an item, asked for when the document reaches the item; absent when it has none.
+using PictureLookup = std::function<std::optional<PictureStream>(const CanvasItem& item)>;
+
+// The pictures of an image map, for the writing forms below; the map must outlive the lookup.
+PictureLookup picturesOf(const ImageViewMap& images);
+
+// exportBoard, handed to `out` piece by piece as it is written: besides the manifest and its layout,
+// memory holds a few pages of markup and a chunk of one picture, whatever the board. Exceptions from the
+// pictures' readers and from `out` pass through, ending the document where it stands.
+void writeBoard(const Manifest& manifest, const PictureLookup& pictures, const CaptionHeights& captionHeights,
+                const TextSink& out);
+// exportPaged, written the same way; an item on several pages has its picture read for each.
+void writePaged(const Manifest& manifest, const PictureLookup& pictures,
+                const std::vector<PageExportPlan::Page>& pages, const CaptionHeights& captionHeights,
+                const PageExportChrome& chrome, const TextSink& out);
 
 // The element of one placed item, one line; absent when the item cannot be drawn.
 std::optional<std::string> renderedElement(const BoardLayout::PlacedItem& placed, const ImageMap& images);

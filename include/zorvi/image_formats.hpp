@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -106,6 +107,13 @@ namespace HTMLExporter {
 ImageMap fullResolutionImages(const BoardBundle& bundle);
 // The same pictures as views into the bundle, for callers that only read them: nothing is copied.
 ImageViewMap fullResolutionImageViews(const BoardBundle& bundle);
+// The same choice for a board whose entries are known by path only: by item id, the path of the entry
+// to show. `holds` answers whether the board's images (or, when `thumbnail` is set, its thumbnails)
+// include an entry at `path`.
+std::unordered_map<Uuid, std::string> pictureEntries(
+    const Manifest& manifest, const std::function<bool(const std::string& path, bool thumbnail)>& holds);
+// The MIME type given to the entry at `path` whose bytes begin with `head`; the first 64 bytes decide.
+std::string_view mimeTypeOf(std::span<const std::uint8_t> head, std::string_view path);
 }  // namespace HTMLExporter
 
 }  // namespace zorvi

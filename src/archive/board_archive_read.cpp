@@ -16,13 +16,17 @@
 #include <thread>
 #include <vector>
 
+#include "archive/archive_reading.hpp"
 #include "archive/zip_support.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/manifest_coding.hpp"
 
-namespace zorvi::BoardArchive {
+namespace zorvi::archive_reading {
 namespace {
 
+using BoardArchive::imagesPrefix;
+using BoardArchive::manifestPath;
+using BoardArchive::thumbnailsPrefix;
 using zip_support::ArchivePtr;
 using zip_support::describe;
 using zip_support::FilePtr;
@@ -37,13 +41,6 @@ constexpr std::uint64_t deflateHeadStart = std::uint64_t{4} << 20;
 // Past this much entry data a second thread extracts too, on a handle of its own: libzip's handles
 // are not shared between threads, and reading a board of photographs is mostly copying and CRC-32.
 constexpr std::uint64_t helperThreshold = std::uint64_t{8} << 20;
-
-struct OpenArchive {
-  ArchivePtr zip;
-  std::uint64_t length = 0;  // bounds what all entries together may claim
-  // Another handle on the same bytes, or null when none can be made.
-  std::function<ArchivePtr()> reopen;
-};
 
 BoardArchiveError corrupt(std::string detail) { return BoardArchiveError::archiveCorrupt(std::move(detail)); }
 
@@ -62,7 +59,7 @@ void resizeFaultingOnce(Bytes& bytes, std::size_t size) {
   bytes.resize(size);
 }
 
-enum class EntryKind { file, directory, symlink };
+}  // namespace
 
 EntryKind kindOf(zip_t* zip, zip_uint64_t index, std::string_view name) {
   zip_uint8_t system = 0;
@@ -75,16 +72,6 @@ EntryKind kindOf(zip_t* zip, zip_uint64_t index, std::string_view name) {
   return !name.empty() && name.back() == '/' ? EntryKind::directory : EntryKind::file;
 }
 
-// An entry whose directory record passed the checks that need no data.
-struct PlannedEntry {
-  zip_uint64_t index = 0;
-  std::size_t declared = 0;
-  bool stored = true;
-};
-
-// Checks an entry's record before any of its data is read. `unclaimed` is the part of the archive no
-// planned entry has used yet: entries of a real archive never share data, so a directory whose entries
-// all point at one deflate stream is refused before it makes the work grow with the number of entries.
 PlannedEntry plan(zip_t* zip, zip_uint64_t index, std::uint64_t& unclaimed) {
   zip_stat_t stat;
   zip_stat_init(&stat);
@@ -104,38 +91,77 @@ PlannedEntry plan(zip_t* zip, zip_uint64_t index, std::uint64_t& unclaimed) {
   return {index, static_cast<std::size_t>(stat.size), stored};
 }
 
+namespace {
+
+// Memory running out is no fault of the file: it is reported as std::bad_alloc, as for any allocation.
+[[noreturn]] void failOpening(zip_t* zip) {
+  if (zip_error_code_zip(zip_get_error(zip)) == ZIP_ER_MEMORY) throw std::bad_alloc();
+  throw corrupt(describe(zip_get_error(zip)));
+}
+
+[[noreturn]] void failReading(zip_file_t* file) {
+  if (zip_error_code_zip(zip_file_get_error(file)) == ZIP_ER_MEMORY) throw std::bad_alloc();
+  throw corrupt(describe(zip_file_get_error(file)));
+}
+
+}  // namespace
+
+void streamEntry(zip_t* zip, const PlannedEntry& entry, const ChunkSink& sink) {
+  FilePtr file(zip_fopen_index(zip, entry.index, 0));
+  if (!file) failOpening(zip);
+  std::vector<std::uint8_t> chunk(std::min<std::size_t>(chunkSize, entry.declared + 1));
+  std::uint64_t total = 0;
+  for (;;) {
+    const zip_int64_t got = zip_fread(file.get(), chunk.data(), chunk.size());
+    if (got < 0) failReading(file.get());
+    if (got == 0) break;
+    total += static_cast<std::uint64_t>(got);
+    if (total > entry.declared) throw corrupt("entry holds more bytes than its declared size");
+    sink(std::span<const std::uint8_t>(chunk.data(), static_cast<std::size_t>(got)));
+  }
+  if (total < entry.declared) throw corrupt("entry holds fewer bytes than its declared size");
+}
+
+Bytes readHead(zip_t* zip, const PlannedEntry& entry, std::size_t count) {
+  FilePtr file(zip_fopen_index(zip, entry.index, 0));
+  if (!file) failOpening(zip);
+  Bytes head(std::min(count, entry.declared));
+  std::size_t filled = 0;
+  while (filled < head.size()) {
+    const zip_int64_t got = zip_fread(file.get(), head.data() + filled, head.size() - filled);
+    if (got < 0) failReading(file.get());
+    if (got == 0) throw corrupt("entry holds fewer bytes than its declared size");
+    filled += static_cast<std::size_t>(got);
+  }
+  return head;
+}
+
+namespace {
+
 // Inflates or copies a planned entry in chunks. libzip verifies the CRC-32 only once the data is read
 // to its end, and never compares the length with the declared size, so both are driven and checked here.
 Bytes extract(zip_t* zip, const PlannedEntry& entry) {
   FilePtr file(zip_fopen_index(zip, entry.index, 0));
-  if (!file) throw corrupt(describe(zip_get_error(zip)));
+  if (!file) failOpening(zip);
 
   const std::size_t declared = entry.declared;
   Bytes bytes;
-  try {
-    resizeFaultingOnce(bytes, entry.stored ? declared : std::min<std::size_t>(declared, deflateHeadStart));
-  } catch (const std::bad_alloc&) {
-    throw corrupt(describe(ZIP_ER_MEMORY));
-  }
+  resizeFaultingOnce(bytes, entry.stored ? declared : std::min<std::size_t>(declared, deflateHeadStart));
   std::size_t filled = 0;
   for (;;) {
     if (filled == bytes.size()) {
       if (filled == declared) break;
-      try {
-        resizeFaultingOnce(bytes, std::min(declared, bytes.size() * 2));
-      } catch (const std::bad_alloc&) {
-        throw corrupt(describe(ZIP_ER_MEMORY));
-      }
+      resizeFaultingOnce(bytes, std::min(declared, bytes.size() * 2));
     }
     const auto want = std::min(chunkSize, bytes.size() - filled);
     const zip_int64_t got = zip_fread(file.get(), bytes.data() + filled, want);
-    if (got < 0) throw corrupt(describe(zip_file_get_error(file.get())));
+    if (got < 0) failReading(file.get());
     if (got == 0) throw corrupt("entry holds fewer bytes than its declared size");
     filled += static_cast<std::size_t>(got);
   }
   std::uint8_t beyond = 0;
   const zip_int64_t extra = zip_fread(file.get(), &beyond, 1);
-  if (extra < 0) throw corrupt(describe(zip_file_get_error(file.get())));
+  if (extra < 0) failReading(file.get());
   if (extra > 0) throw corrupt("entry holds more bytes than its declared size");
   return bytes;
 }
@@ -175,25 +201,11 @@ void extractAll(std::vector<Job>& jobs, const OpenArchive& archive) {
   helper.join();
 }
 
-Manifest decodeManifest(const Bytes& json) {
-  try {
-    return ManifestCoder::decode(std::string_view(reinterpret_cast<const char*>(json.data()), json.size()));
-  } catch (const ManifestDecodingError& error) {
-    throw BoardArchiveError::manifestMalformed(error.what());
-  }
-}
-
 BoardBundle readOpened(const OpenArchive& archive) {
   zip_t* zip = archive.zip.get();
   std::uint64_t unclaimed = archive.length;
-  const zip_int64_t manifestIndex = zip_name_locate(zip, std::string(manifestPath).c_str(), 0);
-  if (manifestIndex < 0) throw BoardArchiveError::manifestMissing();
-
   BoardBundle bundle;
-  bundle.manifest = decodeManifest(extract(zip, plan(zip, static_cast<zip_uint64_t>(manifestIndex), unclaimed)));
-  if (bundle.manifest.schemaVersion > Manifest::currentSchemaVersion) {
-    throw BoardArchiveError::unsupportedSchemaVersion(bundle.manifest.schemaVersion, Manifest::currentSchemaVersion);
-  }
+  bundle.manifest = readManifest(zip, unclaimed);
 
   // Entries are planned in directory order and extracted, perhaps two at a time; the first failure in
   // directory order is the one reported, as if they had been read one after another.
@@ -203,9 +215,7 @@ BoardBundle readOpened(const OpenArchive& archive) {
     const auto index = static_cast<zip_uint64_t>(i);
     Job job;
     try {
-      const char* rawName = zip_get_name(zip, index, 0);
-      if (rawName == nullptr) throw corrupt(describe(zip_get_error(zip)));
-      const std::string_view name(rawName);
+      const std::string_view name = entryName(zip, index);
       if (name.starts_with(imagesPrefix)) {
         job.target = &bundle.images;
       } else if (name.starts_with(thumbnailsPrefix)) {
@@ -232,18 +242,31 @@ BoardBundle readOpened(const OpenArchive& archive) {
   return bundle;
 }
 
-// A read-only archive over bytes the caller keeps alive; null, with `error` set, when libzip refuses them.
-ArchivePtr openBuffer(std::span<const std::uint8_t> bytes, zip_error_t* error) {
-  zip_source_t* source = zip_source_buffer_create(bytes.data(), bytes.size(), 0, error);
-  if (source == nullptr) return nullptr;
-  zip_t* zip = zip_open_from_source(source, ZIP_RDONLY, error);
-  if (zip == nullptr) zip_source_free(source);
-  return ArchivePtr(zip);
-}
-
 }  // namespace
 
-BoardBundle read(const std::filesystem::path& path) {
+std::string_view entryName(zip_t* zip, zip_uint64_t index) {
+  const char* name = zip_get_name(zip, index, 0);
+  if (name == nullptr) throw corrupt(describe(zip_get_error(zip)));
+  return name;
+}
+
+Manifest readManifest(zip_t* zip, std::uint64_t& unclaimed) {
+  const zip_int64_t index = zip_name_locate(zip, std::string(manifestPath).c_str(), 0);
+  if (index < 0) throw BoardArchiveError::manifestMissing();
+  const Bytes json = extract(zip, plan(zip, static_cast<zip_uint64_t>(index), unclaimed));
+  Manifest manifest;
+  try {
+    manifest = ManifestCoder::decode(std::string_view(reinterpret_cast<const char*>(json.data()), json.size()));
+  } catch (const ManifestDecodingError& error) {
+    throw BoardArchiveError::manifestMalformed(error.what());
+  }
+  if (manifest.schemaVersion > Manifest::currentSchemaVersion) {
+    throw BoardArchiveError::unsupportedSchemaVersion(manifest.schemaVersion, Manifest::currentSchemaVersion);
+  }
+  return manifest;
+}
+
+OpenArchive openFile(const std::filesystem::path& path) {
   struct Descriptor {
     int fd;
     ~Descriptor() {
@@ -261,7 +284,7 @@ BoardBundle read(const std::filesystem::path& path) {
   if (zip == nullptr) throw corrupt(describe(code));  // the descriptor is still ours to close
   file.fd = -1;  // and now libzip's
   // The same file again, with a file offset of its own; not whatever the path names by now.
-  const auto reopen = [&path, &info]() -> ArchivePtr {
+  const auto reopen = [path, info]() -> ArchivePtr {
     const int again = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat same {};
     int ignored = 0;
@@ -272,10 +295,23 @@ BoardBundle read(const std::filesystem::path& path) {
     if (second == nullptr && again >= 0) ::close(again);
     return ArchivePtr(second);
   };
-  return readOpened({ArchivePtr(zip), static_cast<std::uint64_t>(info.st_size), reopen});
+  return {ArchivePtr(zip), static_cast<std::uint64_t>(info.st_size), reopen};
 }
 
-BoardBundle read(std::span<const std::uint8_t> bytes) {
+namespace {
+
+// A read-only archive over bytes the caller keeps alive; null, with `error` set, when libzip refuses them.
+ArchivePtr openBuffer(std::span<const std::uint8_t> bytes, zip_error_t* error) {
+  zip_source_t* source = zip_source_buffer_create(bytes.data(), bytes.size(), 0, error);
+  if (source == nullptr) return nullptr;
+  zip_t* zip = zip_open_from_source(source, ZIP_RDONLY, error);
+  if (zip == nullptr) zip_source_free(source);
+  return ArchivePtr(zip);
+}
+
+}  // namespace
+
+OpenArchive openBytes(std::span<const std::uint8_t> bytes) {
   // libzip takes zero bytes for an empty archive; a board file is never empty.
   if (bytes.empty()) throw corrupt(describe(ZIP_ER_NOZIP));
   zip_error_t error;
@@ -291,7 +327,17 @@ BoardBundle read(std::span<const std::uint8_t> bytes) {
     zip_error_fini(&ignored);
     return again;
   };
-  return readOpened({std::move(zip), bytes.size(), reopen});
+  return {std::move(zip), bytes.size(), reopen};
+}
+
+}  // namespace zorvi::archive_reading
+
+namespace zorvi::BoardArchive {
+
+BoardBundle read(const std::filesystem::path& path) { return archive_reading::readOpened(archive_reading::openFile(path)); }
+
+BoardBundle read(std::span<const std::uint8_t> bytes) {
+  return archive_reading::readOpened(archive_reading::openBytes(bytes));
 }
 
 }  // namespace zorvi::BoardArchive

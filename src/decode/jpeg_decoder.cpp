@@ -32,9 +32,25 @@ struct ErrorManager {
   std::longjmp(reinterpret_cast<ErrorManager*>(cinfo->err)->jump, 1);
 }
 
+// Data that ends early or is damaged decodes as grey from where it goes wrong; such a picture is
+// left out like any other undecodable one. Stray bytes before a marker are not among them: some
+// cameras write them after whole pictures.
+bool meansBrokenData(int code) {
+  switch (code) {
+    case JWRN_JPEG_EOF:     // premature end of file
+    case JWRN_HIT_MARKER:   // premature end of data segment
+    case JWRN_HUFF_BAD_CODE:
+    case JWRN_MUST_RESYNC:  // a restart marker out of sequence
+    case JWRN_NOT_SEQUENTIAL:
+    case JWRN_BOGUS_PROGRESSION:
+      return true;
+    default:
+      return false;
+  }
+}
+
 void onMessage(j_common_ptr cinfo, int level) {
-  // A truncated file decodes as grey from where the data ends; treat it as undecodable.
-  if (level < 0 && cinfo->err->msg_code == JWRN_JPEG_EOF) bail(cinfo);
+  if (level < 0 && meansBrokenData(cinfo->err->msg_code)) bail(cinfo);
 }
 
 void onProgress(j_common_ptr cinfo) {

@@ -29,16 +29,23 @@ void appendBoxStyle(std::string& out, const BoardLayout::PlacedItem& placed) {
   appendZIndex(out, placed.item.zIndex);
 }
 
-bool appendImage(std::string& out, const BoardLayout::PlacedItem& placed, const ImageViewMap& pictures) {
-  const auto found = pictures.find(placed.item.id);
-  if (found == pictures.end()) return false;
-  const EmbeddedImageView& image = found->second;
+bool appendImage(Writer& writer, const BoardLayout::PlacedItem& placed, const HTMLExporter::PictureLookup& pictures) {
+  const auto picture = pictures ? pictures(placed.item) : std::nullopt;
+  if (!picture) return false;
+  std::string& out = writer.out;
   out += R"(      <div class="item" style=")";
   appendBoxStyle(out, placed);
   out += R"("><img src="data:)";
-  out += image.mime;
+  out += picture->mime;
   out += ";base64,";
-  appendBase64(out, image.data);
+  Base64Stream base64;
+  if (picture->read) {
+    picture->read([&](std::span<const std::uint8_t> piece) {
+      base64.append(out, piece);
+      writer.flushIfLarge();
+    });
+  }
+  base64.finish(out);
   out += "\" alt=\"\"></div>\n";
   return true;
 }
@@ -159,17 +166,17 @@ const std::string_view itemStyleSheet =
     "1.15; "
     "white-space: nowrap; overflow: hidden; text-overflow: ellipsis; }\n";
 
-bool appendRenderedElement(std::string& out, const BoardLayout::PlacedItem& placed,
-                           const ImageViewMap& pictures) {
+bool appendRenderedElement(Writer& writer, const BoardLayout::PlacedItem& placed,
+                           const HTMLExporter::PictureLookup& pictures) {
   switch (placed.item.type) {
     case CanvasItem::Type::image:
-      return appendImage(out, placed, pictures);
+      return appendImage(writer, placed, pictures);
     case CanvasItem::Type::text:
-      return appendText(out, placed);
+      return appendText(writer.out, placed);
     case CanvasItem::Type::shape:
-      return appendShape(out, placed);
+      return appendShape(writer.out, placed);
     case CanvasItem::Type::drawing:
-      return appendDrawing(out, placed);
+      return appendDrawing(writer.out, placed);
   }
   return false;
 }
@@ -219,25 +226,25 @@ bool appendCaptionElement(std::string& out, const BoardLayout::PlacedItem& place
   return true;
 }
 
-void appendItems(std::string& out, const BoardLayout& layout, const ImageViewMap& pictures,
+void appendItems(Writer& writer, const BoardLayout& layout, const HTMLExporter::PictureLookup& pictures,
                  std::string_view background, std::string_view captionColor) {
   for (const auto& placed : layout.items) {
-    appendRenderedElement(out, placed, pictures);
-    appendSectionTitleElement(out, placed, background);
-    appendCaptionElement(out, placed, captionColor);
+    appendRenderedElement(writer, placed, pictures);
+    appendSectionTitleElement(writer.out, placed, background);
+    appendCaptionElement(writer.out, placed, captionColor);
+    writer.flushIfLarge();
   }
 }
 
-std::size_t estimatedItemsSize(const BoardLayout& layout, const ImageViewMap& pictures) {
+std::size_t estimatedItemsSize(const BoardLayout& layout, const HTMLExporter::PictureLookup& pictures) {
   // Fixed markup of an item with title and caption stays well under 1 KiB; escaping rarely
   // grows text by more than a quarter; a drawing point takes at most ~24 bytes.
   std::size_t size = 0;
   for (const auto& placed : layout.items) {
     const CanvasItem& item = placed.item;
     size += 1024;
-    if (item.type == CanvasItem::Type::image) {
-      if (const auto found = pictures.find(item.id); found != pictures.end())
-        size += base64Length(found->second.data.size()) + found->second.mime.size();
+    if (item.type == CanvasItem::Type::image && pictures) {
+      if (const auto picture = pictures(item)) size += base64Length(picture->size) + picture->mime.size();
     }
     if (item.text) size += item.text->content.size() * 5 / 4;
     if (item.shape && item.shape->title) size += item.shape->title->size() * 5 / 4;
@@ -261,11 +268,23 @@ std::optional<std::string> element(Append&& append) {
 
 }  // namespace
 
+PictureLookup picturesOf(const ImageViewMap& images) {
+  return [&images](const CanvasItem& item) -> std::optional<PictureStream> {
+    const auto found = images.find(item.id);
+    if (found == images.end()) return std::nullopt;
+    const EmbeddedImageView& image = found->second;
+    return PictureStream{std::string(image.mime), image.data.size(),
+                         [data = image.data](const ByteSink& sink) { sink(data); }};
+  };
+}
+
 std::optional<std::string> renderedElement(const BoardLayout::PlacedItem& placed, const ImageMap& images) {
   ImageViewMap picture;
   if (const auto found = images.find(placed.item.id); found != images.end())
     picture.emplace(found->first, EmbeddedImageView{found->second.data, found->second.mime});
-  return element([&](std::string& out) { return html::appendRenderedElement(out, placed, picture); });
+  html::Writer writer;
+  if (!html::appendRenderedElement(writer, placed, picturesOf(picture))) return std::nullopt;
+  return std::move(writer.out);
 }
 
 std::optional<std::string> sectionTitleElement(const BoardLayout::PlacedItem& placed,

@@ -12,15 +12,17 @@ std::string contrastColor(std::string_view background) {
 
 namespace {
 
-std::string singlePage(const BoardBundle& bundle, const ImageViewMap& pictures,
-                       const CaptionHeights& captionHeights) {
-  const Board& board = bundle.manifest.board;
-  const BoardLayout layout(bundle.manifest.items, captionHeights);
+void singlePage(html::Writer& writer, const Manifest& manifest, const PictureLookup& pictures,
+                const CaptionHeights& captionHeights) {
+  const Board& board = manifest.board;
+  const BoardLayout layout(manifest.items, captionHeights);
   const std::string& background = board.canvas.backgroundColor;
   const std::string captionColor = contrastColor(background);
 
-  std::string out;
-  html::reserveDocument(out, 4096 + board.name.size() * 2 + html::estimatedItemsSize(layout, pictures));
+  std::string& out = writer.out;
+  if (writer.sink == nullptr) {
+    html::reserveDocument(out, 4096 + board.name.size() * 2 + html::estimatedItemsSize(layout, pictures));
+  }
   out += html::documentOpening;
   html::appendEscaped(out, board.name);
   out +=
@@ -40,20 +42,31 @@ std::string singlePage(const BoardBundle& bundle, const ImageViewMap& pictures,
       "</head>\n"
       "<body>\n"
       "  <div class=\"board\">\n";
-  html::appendItems(out, layout, pictures, background, captionColor);
+  html::appendItems(writer, layout, pictures, background, captionColor);
   out += "  </div>\n</body>\n</html>\n";
-  return out;
+  writer.flush();
 }
 
 }  // namespace
 
 std::string exportBoard(const BoardBundle& bundle, const CaptionHeights& captionHeights) {
-  return singlePage(bundle, HTMLExporter::fullResolutionImageViews(bundle), captionHeights);
+  const ImageViewMap pictures = HTMLExporter::fullResolutionImageViews(bundle);
+  html::Writer writer;
+  singlePage(writer, bundle.manifest, picturesOf(pictures), captionHeights);
+  return std::move(writer.out);
 }
 
 std::string exportBoard(const BoardBundle& bundle, const ImageMap& images, const CaptionHeights& captionHeights) {
-  return singlePage(bundle, viewsOf(images), captionHeights);
+  const ImageViewMap pictures = viewsOf(images);
+  html::Writer writer;
+  singlePage(writer, bundle.manifest, picturesOf(pictures), captionHeights);
+  return std::move(writer.out);
 }
 
+void writeBoard(const Manifest& manifest, const PictureLookup& pictures, const CaptionHeights& captionHeights,
+                const TextSink& out) {
+  html::Writer writer{{}, &out};
+  singlePage(writer, manifest, pictures, captionHeights);
+}
 
 }  // namespace zorvi::HTMLExporter

@@ -131,8 +131,9 @@ void appendCover(std::string& out, const PagedMetrics& m, const BoardHeader& hea
   out += "</div>\n";
 }
 
-void appendSheet(std::string& out, const PagedMetrics& m, const Frame& tile, const BoardLayout& layout,
-                 const ImageViewMap& pictures, std::string_view background, std::string_view ink) {
+void appendSheet(html::Writer& writer, const PagedMetrics& m, const Frame& tile, const BoardLayout& layout,
+                 const PictureLookup& pictures, std::string_view background, std::string_view ink) {
+  std::string& out = writer.out;
   const double w = tile.width, h = tile.height;
   const double s = w > 0 && h > 0 ? std::min(m.contentWidth / w, m.contentHeight / h) : 1.0;
   out += R"(      <div class="sheet" style=")";
@@ -143,36 +144,33 @@ void appendSheet(std::string& out, const PagedMetrics& m, const Frame& tile, con
   out += "px;transform:scale(";
   html::appendNumber(out, s);
   out += ");transform-origin:top left;\">\n";
-  html::appendItems(out, layout, pictures, background, ink);
+  html::appendItems(writer, layout, pictures, background, ink);
   out += "      </div>\n";
 }
 
-}  // namespace
-
-std::string exportPaged(const BoardBundle& bundle, const ImageMap& images,
-                        const std::vector<PageExportPlan::Page>& pages, const CaptionHeights& captionHeights,
-                        const PageExportChrome& chrome) {
-  const Board& board = bundle.manifest.board;
+// Pages are laid out one at a time as they are written, so a streamed document holds one page's layout.
+void pagedDocument(html::Writer& writer, const Manifest& manifest, const PictureLookup& pictures,
+                   const std::vector<PageExportPlan::Page>& pages, const CaptionHeights& captionHeights,
+                   const PageExportChrome& chrome) {
+  const Board& board = manifest.board;
   const std::string& background = board.canvas.backgroundColor;
   const std::string_view pageBackground = html::validColorView(background).value_or("#FFFFFF");
   const std::string ink = contrastColor(background);
   const PagedMetrics m = pagedMetrics(pages, chrome);
-  const ImageViewMap pictures = viewsOf(images);
   const bool active = chrome.isActive();
   const bool cover = chrome.includeCover && board.header && board.header->hasContent();
   const auto total = static_cast<std::int64_t>(pages.size()) + (cover ? 1 : 0);
 
-  std::vector<BoardLayout> layouts;
-  layouts.reserve(pages.size());
-  std::size_t estimate = 8192 + board.name.size() * 2;
-  for (const auto& page : pages) {
-    layouts.emplace_back(bundle.manifest.items, captionHeights, page.worldRect);
-    estimate += 2048 + html::estimatedItemsSize(layouts.back(), pictures);
-    if (chrome.logo) estimate += html::base64Length(chrome.logo->data.size());
+  std::string& out = writer.out;
+  if (writer.sink == nullptr) {
+    std::size_t estimate = 8192 + board.name.size() * 2;
+    for (const auto& page : pages) {
+      estimate += 2048 + html::estimatedItemsSize(BoardLayout(manifest.items, captionHeights, page.worldRect),
+                                                  pictures);
+      if (chrome.logo) estimate += html::base64Length(chrome.logo->data.size());
+    }
+    html::reserveDocument(out, estimate);
   }
-
-  std::string out;
-  html::reserveDocument(out, estimate);
   out += html::documentOpening;
   html::appendEscaped(out, board.name);
   out +=
@@ -228,17 +226,37 @@ std::string exportPaged(const BoardBundle& bundle, const ImageMap& images,
     ++number;
   }
   for (std::size_t k = 0; k < pages.size(); ++k, ++number) {
+    const BoardLayout layout(manifest.items, captionHeights, pages[k].worldRect);
     appendPageOpening(out, m, pageBackground);
     if (active) {
-      appendSheet(out, m, pages[k].worldRect, layouts[k], pictures, background, ink);
+      appendSheet(writer, m, pages[k].worldRect, layout, pictures, background, ink);
       if (chrome.branding) appendFooter(out, m, chrome, ink, number, total);
     } else {
-      html::appendItems(out, layouts[k], pictures, background, ink);
+      html::appendItems(writer, layout, pictures, background, ink);
     }
     out += "    </div>\n";
+    writer.flushIfLarge();
   }
   out += "  </body>\n</html>\n";
-  return out;
+  writer.flush();
+}
+
+}  // namespace
+
+std::string exportPaged(const BoardBundle& bundle, const ImageMap& images,
+                        const std::vector<PageExportPlan::Page>& pages, const CaptionHeights& captionHeights,
+                        const PageExportChrome& chrome) {
+  const ImageViewMap pictures = viewsOf(images);
+  html::Writer writer;
+  pagedDocument(writer, bundle.manifest, picturesOf(pictures), pages, captionHeights, chrome);
+  return std::move(writer.out);
+}
+
+void writePaged(const Manifest& manifest, const PictureLookup& pictures,
+                const std::vector<PageExportPlan::Page>& pages, const CaptionHeights& captionHeights,
+                const PageExportChrome& chrome, const TextSink& out) {
+  html::Writer writer{{}, &out};
+  pagedDocument(writer, manifest, pictures, pages, captionHeights, chrome);
 }
 
 }  // namespace zorvi::HTMLExporter

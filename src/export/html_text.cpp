@@ -198,6 +198,27 @@ void appendBase64(std::string& out, std::span<const std::uint8_t> bytes) {
   }
 }
 
+void Base64Stream::append(std::string& out, std::span<const std::uint8_t> bytes) {
+  // A group split between pieces is completed from the next one.
+  if (heldCount_ > 0) {
+    while (heldCount_ < 3 && !bytes.empty()) {
+      held_[heldCount_++] = bytes.front();
+      bytes = bytes.subspan(1);
+    }
+    if (heldCount_ < 3) return;
+    appendBase64(out, held_);
+    heldCount_ = 0;
+  }
+  const std::size_t whole = bytes.size() / 3 * 3;
+  appendBase64(out, bytes.first(whole));
+  for (const std::uint8_t byte : bytes.subspan(whole)) held_[heldCount_++] = byte;
+}
+
+void Base64Stream::finish(std::string& out) {
+  appendBase64(out, std::span(held_, heldCount_));
+  heldCount_ = 0;
+}
+
 }  // namespace zorvi::html
 
 namespace zorvi::HTMLExporter {

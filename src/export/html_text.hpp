@@ -32,4 +32,16 @@ constexpr std::size_t base64Length(std::size_t n) { return (n + 2) / 3 * 4; }
 // Appends the RFC 4648 base64 form of bytes, padded, without line breaks.
 void appendBase64(std::string& out, std::span<const std::uint8_t> bytes);
 
+// appendBase64 of bytes that arrive in pieces: the same text as for the bytes whole.
+class Base64Stream {
+ public:
+  void append(std::string& out, std::span<const std::uint8_t> bytes);
+  // Appends the last group, padded.
+  void finish(std::string& out);
+
+ private:
+  std::uint8_t held_[3] = {};
+  std::size_t heldCount_ = 0;
+};
+
 }  // namespace zorvi::html

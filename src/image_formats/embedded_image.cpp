@@ -11,6 +11,8 @@ std::string_view fileExtensionOf(std::string_view path) {
   return dot == std::string_view::npos ? std::string_view{} : name.substr(dot + 1);
 }
 
+}  // namespace
+
 std::string_view mimeTypeOf(std::span<const std::uint8_t> bytes, std::string_view name) {
   if (const auto format = ImageFormatDetector::detect(bytes)) return mimeType(*format);
   // The name speaks only for bytes that are not an accepted format, so a GIF saved as photo.jpg is
@@ -19,7 +21,21 @@ std::string_view mimeTypeOf(std::span<const std::uint8_t> bytes, std::string_vie
   return "application/octet-stream";
 }
 
-}  // namespace
+std::unordered_map<Uuid, std::string> pictureEntries(const Manifest& manifest,
+                                                     const std::function<bool(const std::string& path, bool thumbnail)>& holds) {
+  std::unordered_map<Uuid, std::string> entries;
+  for (const CanvasItem& item : manifest.items) {
+    if (item.type != CanvasItem::Type::image || !item.image || !item.thumbnail) continue;
+    if (holds(*item.image, false)) {
+      entries.insert_or_assign(item.id, *item.image);
+    } else if (holds(*item.thumbnail, true)) {
+      entries.insert_or_assign(item.id, *item.thumbnail);
+    } else {
+      // An item without a picture leaves an earlier one of the same id in place.
+    }
+  }
+  return entries;
+}
 
 ImageViewMap fullResolutionImageViews(const BoardBundle& bundle) {
   ImageViewMap images;

@@ -386,16 +386,6 @@ bool isTooLarge(std::string_view number) {
   return exponent - static_cast<std::int64_t>(firstSignificant - dot) + 1 > 0;
 }
 
-// RapidJSON encodes an escaped lone low surrogate ("\uDC00") as the three bytes ED B0 80, which
-// are not UTF-8. Raw input is validated already, so ED followed by A0-BF can only come from there.
-bool holdsSurrogate(const char* text, SizeType length) {
-  const char* end = text + length;
-  for (const char* p = text; (p = static_cast<const char*>(std::memchr(p, 0xED, end - p))); ++p) {
-    if (end - p > 1 && static_cast<unsigned char>(p[1]) >= 0xA0) return true;
-  }
-  return false;
-}
-
 // Forwards parse events to the document, converting numbers and refusing what the parser itself
 // lets through: nesting deep enough to exhaust the stack, and escaped lone surrogates.
 class CheckedHandler {
@@ -457,7 +447,7 @@ class CheckedHandler {
   }
 
   bool checkText(const char* s, SizeType n) {
-    if (!checkSurrogates_ || !holdsSurrogate(s, n)) return true;
+    if (!checkSurrogates_ || !utf8::holdsDecodedSurrogate(std::string_view(s, n))) return true;
     refusal_ = "escaped lone surrogate in a string";
     return false;
   }
@@ -470,13 +460,6 @@ class CheckedHandler {
 
 [[noreturn]] void failSyntax(std::string_view problem, std::size_t offset) {
   throw ManifestDecodingError("invalid JSON at byte " + decimal(offset) + ": " + std::string(problem));
-}
-
-bool mayEscapeSurrogate(std::string_view json) {
-  for (std::size_t at = json.find("\\u"); at != std::string_view::npos; at = json.find("\\u", at + 2)) {
-    if (at + 2 < json.size() && (json[at + 2] == 'd' || json[at + 2] == 'D')) return true;
-  }
-  return false;
 }
 
 }  // namespace
@@ -492,7 +475,7 @@ Manifest decode(std::string_view json) {
   rapidjson::Document document;
   rapidjson::MemoryStream stream(json.data(), json.size());
   rapidjson::Reader reader;
-  CheckedHandler handler(document, mayEscapeSurrogate(json));
+  CheckedHandler handler(document, utf8::mayEscapeSurrogate(json));
   auto generate = [&](rapidjson::Document&) { return !reader.Parse<kParseFlags>(stream, handler).IsError(); };
   document.Populate(generate);
   if (reader.HasParseError()) {

@@ -69,4 +69,19 @@ std::size_t firstFault(std::string_view text, bool refuseNul) {
   return text.size();
 }
 
+bool holdsDecodedSurrogate(std::string_view decoded) {
+  const char* end = decoded.data() + decoded.size();
+  for (const char* p = decoded.data(); (p = static_cast<const char*>(std::memchr(p, 0xED, end - p))); ++p) {
+    if (end - p > 1 && static_cast<unsigned char>(p[1]) >= 0xA0) return true;
+  }
+  return false;
+}
+
+bool mayEscapeSurrogate(std::string_view json) {
+  for (std::size_t at = json.find("\\u"); at != std::string_view::npos; at = json.find("\\u", at + 2)) {
+    if (at + 2 < json.size() && (json[at + 2] == 'd' || json[at + 2] == 'D')) return true;
+  }
+  return false;
+}
+
 }  // namespace zorvi::utf8

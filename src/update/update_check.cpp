@@ -1,9 +1,12 @@
 #include "zorvi/update_check.hpp"
 
+#include "manifest/utf8.hpp"
+
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/prettywriter.h>
+#include <rapidjson/reader.h>
 #include <rapidjson/stringbuffer.h>
 #include <utf8proc.h>
 
@@ -38,18 +41,6 @@ std::string_view trimBlanks(std::string_view text) {
   }
   if (first >= last) return {};
   return text.substr(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first));
-}
-
-bool isValidUtf8(std::string_view text) {
-  const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
-  const auto size = static_cast<utf8proc_ssize_t>(text.size());
-  for (utf8proc_ssize_t at = 0; at < size;) {
-    utf8proc_int32_t scalar = -1;
-    const utf8proc_ssize_t length = utf8proc_iterate(bytes + at, size - at, &scalar);
-    if (length <= 0) return false;
-    at += length;
-  }
-  return true;
 }
 
 std::optional<std::int64_t> parseComponent(std::string_view piece) {
@@ -92,6 +83,41 @@ std::optional<std::string> stringMember(const rapidjson::Value& object, const ch
   return std::string(found->GetString(), found->GetStringLength());
 }
 
+// Builds the document and refuses strings and keys that hold an escaped lone surrogate, as the
+// manifest reader does.
+class SurrogateRefusingHandler {
+ public:
+  explicit SurrogateRefusingHandler(rapidjson::Document& document) : document_(document) {}
+
+  bool Null() { return document_.Null(); }
+  bool Bool(bool b) { return document_.Bool(b); }
+  bool Int(int i) { return document_.Int(i); }
+  bool Uint(unsigned u) { return document_.Uint(u); }
+  bool Int64(std::int64_t i) { return document_.Int64(i); }
+  bool Uint64(std::uint64_t u) { return document_.Uint64(u); }
+  bool Double(double d) { return document_.Double(d); }
+  bool RawNumber(const char* s, rapidjson::SizeType n, bool copy) { return document_.RawNumber(s, n, copy); }
+  bool String(const char* s, rapidjson::SizeType n, bool copy) {
+    return checked(s, n) && document_.String(s, n, copy);
+  }
+  bool Key(const char* s, rapidjson::SizeType n, bool copy) { return checked(s, n) && document_.Key(s, n, copy); }
+  bool StartObject() { return document_.StartObject(); }
+  bool EndObject(rapidjson::SizeType members) { return document_.EndObject(members); }
+  bool StartArray() { return document_.StartArray(); }
+  bool EndArray(rapidjson::SizeType elements) { return document_.EndArray(elements); }
+
+  bool refusedSurrogate() const { return refused_; }
+
+ private:
+  bool checked(const char* s, rapidjson::SizeType n) {
+    refused_ = utf8::holdsDecodedSurrogate(std::string_view(s, n));
+    return !refused_;
+  }
+
+  rapidjson::Document& document_;
+  bool refused_ = false;
+};
+
 }  // namespace
 
 std::optional<SemanticVersion> SemanticVersion::parse(std::string_view text) {
@@ -132,15 +158,23 @@ UpdateManifest UpdateManifest::decode(std::string_view json) {
     fail(std::move(message));
   };
   // The parser takes a NUL byte for the end of its input, which would let trailing bytes through.
-  if (const std::size_t nul = json.find('\0'); nul != std::string_view::npos) syntaxError("NUL byte", nul);
+  if (const std::size_t fault = utf8::firstFault(json, true); fault != json.size()) {
+    syntaxError(json[fault] == 0 ? "NUL byte" : "invalid UTF-8", fault);
+  }
 
   rapidjson::Document document;
   // A bare memory stream, so a byte order mark is refused like any other stray byte; iterative parsing,
   // so a hostile feed nested a million levels deep cannot exhaust the stack.
   rapidjson::MemoryStream stream(json.data(), json.size());
-  document.ParseStream<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag>(stream);
-  if (document.HasParseError()) {
-    syntaxError(rapidjson::GetParseError_En(document.GetParseError()), document.GetErrorOffset());
+  rapidjson::Reader reader;
+  SurrogateRefusingHandler handler(document);
+  auto generate = [&](rapidjson::Document&) {
+    return !reader.Parse<rapidjson::kParseIterativeFlag>(stream, handler).IsError();
+  };
+  document.Populate(generate);
+  if (reader.HasParseError()) {
+    if (handler.refusedSurrogate()) syntaxError("escaped lone surrogate in a string", reader.GetErrorOffset());
+    syntaxError(rapidjson::GetParseError_En(reader.GetParseErrorCode()), reader.GetErrorOffset());
   }
   if (!document.IsObject()) fail("the document is not a JSON object");
 
@@ -158,7 +192,7 @@ std::string UpdateManifest::encode() const {
   writer.SetIndent(' ', 2);
   const auto write = [&](const char* key, const std::string& value) {
     writer.Key(key);
-    if (value.size() > std::numeric_limits<rapidjson::SizeType>::max() || !isValidUtf8(value)) {
+    if (value.size() > std::numeric_limits<rapidjson::SizeType>::max() || !utf8::isValid(value)) {
       throw UpdateManifestEncodingError(std::string("\"") + key + "\" is not valid UTF-8 or too long");
     }
     writer.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));

@@ -4,10 +4,12 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "zorvi/board_bundle.hpp"
@@ -24,6 +26,7 @@ struct ZipEntry {
   bool dataDescriptor = false;
   bool zip64 = false;
   std::optional<std::size_t> sharesDataOf;  // the directory points at that earlier entry's data and method
+  std::uint64_t zeros = 0;  // when data is empty: this many zero bytes, deflated piece by piece (method 8)
 };
 
 struct BuiltZip {
@@ -45,6 +48,39 @@ inline Bytes rawDeflate(const Bytes& data) {
   out.resize(stream.total_out);
   deflateEnd(&stream);
   return out;
+}
+
+// A raw deflate stream of `count` zero bytes and their CRC-32, made without holding them or deflating
+// them all: a megabyte deflated once with a full flush decodes on its own, so copies of it follow one
+// another, and an empty final block ends the stream.
+inline std::pair<Bytes, std::uint32_t> deflatedZeros(std::uint64_t count) {
+  const auto deflatePiece = [](uInt size) {
+    const Bytes zeros(size, 0);
+    z_stream stream{};
+    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY);
+    Bytes out(deflateBound(&stream, size) + 16);
+    stream.next_in = const_cast<Bytef*>(zeros.data());
+    stream.avail_in = size;
+    stream.next_out = out.data();
+    stream.avail_out = static_cast<uInt>(out.size());
+    deflate(&stream, Z_FULL_FLUSH);
+    out.resize(stream.total_out);
+    deflateEnd(&stream);
+    return std::pair(out, crc32(0, zeros.data(), size));
+  };
+  constexpr uInt pieceSize = 1 << 20;
+  const auto [piece, pieceCrc] = deflatePiece(pieceSize);
+  Bytes out;
+  uLong crc = 0;
+  for (std::uint64_t left = count; left > 0;) {
+    const auto take = static_cast<uInt>(std::min<std::uint64_t>(left, pieceSize));
+    const auto [last, lastCrc] = take == pieceSize ? std::pair(piece, pieceCrc) : deflatePiece(take);
+    out.insert(out.end(), last.begin(), last.end());
+    crc = crc32_combine(crc, lastCrc, static_cast<z_off_t>(take));
+    left -= take;
+  }
+  out.insert(out.end(), {0x03, 0x00});
+  return {std::move(out), static_cast<std::uint32_t>(crc)};
 }
 
 inline BuiltZip buildZip(const std::vector<ZipEntry>& entries) {
@@ -71,9 +107,11 @@ inline BuiltZip buildZip(const std::vector<ZipEntry>& entries) {
       built.dataOffsets.push_back(built.dataOffsets.at(*e.sharesDataOf));
       continue;
     }
-    const Bytes stored = e.method == 8 ? rawDeflate(e.data) : e.data;
-    const auto crc = static_cast<std::uint32_t>(crc32(0, e.data.data(), static_cast<uInt>(e.data.size())));
-    const std::uint64_t size = e.declaredSize.value_or(e.data.size());
+    auto [stored, crc] = e.zeros > 0 ? deflatedZeros(e.zeros)
+                                     : std::pair(e.method == 8 ? rawDeflate(e.data) : e.data,
+                                                 static_cast<std::uint32_t>(crc32(0, e.data.data(),
+                                                                                  static_cast<uInt>(e.data.size()))));
+    const std::uint64_t size = e.declaredSize.value_or(e.zeros > 0 ? e.zeros : e.data.size());
     central.push_back({&e, crc, size, stored.size(), out.size(), e.method});
     const bool later = e.dataDescriptor;
     put(0x04034b50, 4), put(e.zip64 ? 45 : 20, 2), put(flagsOf(e), 2), put(e.method, 2), put(0, 4);

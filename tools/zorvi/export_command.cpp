@@ -2,6 +2,7 @@
 #include "export_options.hpp"
 #include "output_file.hpp"
 #include "zorvi/board_archive.hpp"
+#include "zorvi/board_file.hpp"
 #include "zorvi/board_layout.hpp"
 #include "zorvi/html_exporter.hpp"
 #include "zorvi/image_formats.hpp"
@@ -47,12 +48,12 @@ PageExportChrome chromeFrom(const Arguments& arguments) {
   return chrome;
 }
 
-std::vector<PageExportPlan::Page> planPages(const BoardBundle& bundle, const Arguments& arguments,
+std::vector<PageExportPlan::Page> planPages(const Manifest& manifest, const Arguments& arguments,
                                            const CaptionHeights& heights) {
   std::vector<Frame> frames;
-  frames.reserve(bundle.manifest.items.size());
-  for (const CanvasItem& item : bundle.manifest.items) frames.push_back(BoardLayout::contentFrame(item, heights));
-  return PageExportPlan::pages(pageSetup(arguments, bundle.manifest.board), frames);
+  frames.reserve(manifest.items.size());
+  for (const CanvasItem& item : manifest.items) frames.push_back(BoardLayout::contentFrame(item, heights));
+  return PageExportPlan::pages(pageSetup(arguments, manifest.board), frames);
 }
 
 int readLogo(const Arguments& arguments, std::optional<EmbeddedImage>& logo) {
@@ -77,14 +78,44 @@ int readLogo(const Arguments& arguments, std::optional<EmbeddedImage>& logo) {
 
 namespace {
 
-std::string pagedDocument(const BoardBundle& bundle, const Arguments& arguments,
-                          const std::optional<EmbeddedImage>& logo) {
-  const CaptionHeights heights = TextMeasure::captionHeights(bundle.manifest.items);
-  const auto pages = planPages(bundle, arguments, heights);
+void writePagedDocument(const Manifest& manifest, const HTMLExporter::PictureLookup& pictures,
+                        const Arguments& arguments, const std::optional<EmbeddedImage>& logo,
+                        const HTMLExporter::TextSink& out) {
+  const CaptionHeights heights = TextMeasure::captionHeights(manifest.items);
   PageExportChrome chrome = chromeFrom(arguments);
   chrome.logo = logo;
-  return HTMLExporter::exportPaged(bundle, HTMLExporter::fullResolutionImages(bundle), pages, heights, chrome);
+  HTMLExporter::writePaged(manifest, pictures, planPages(manifest, arguments, heights), heights, chrome, out);
 }
+
+// The pictures HTMLExporter::fullResolutionImages would choose, read from the board file as the
+// document reaches them: no picture is ever held whole.
+class FilePictures {
+ public:
+  explicit FilePictures(const BoardFile& file)
+      : file_(file),
+        entries_(HTMLExporter::pictureEntries(file.manifest(), [&](const std::string& path, bool thumbnail) {
+          return (thumbnail ? file.thumbnailSizes() : file.imageSizes()).contains(path);
+        })) {}
+
+  std::optional<HTMLExporter::PictureStream> operator()(const CanvasItem& item) const {
+    const auto found = entries_.find(item.id);
+    if (found == entries_.end()) return std::nullopt;
+    const std::string& path = found->second;
+    const auto& sizes = path.starts_with(BoardArchive::imagesPrefix) ? file_.imageSizes() : file_.thumbnailSizes();
+    const Bytes head = file_.head(path, 4096).value_or(Bytes{});
+    return HTMLExporter::PictureStream{std::string(HTMLExporter::mimeTypeOf(head, path)), sizes.at(path),
+                                       [this, &path](const HTMLExporter::ByteSink& sink) { file_.read(path, sink); }};
+  }
+
+ private:
+  const BoardFile& file_;
+  std::unordered_map<Uuid, std::string> entries_;
+};
+
+// A damaged picture found while the document is written: reported against the board, not the output.
+struct DamagedBoard {
+  BoardArchiveError error;
+};
 
 }  // namespace
 
@@ -109,15 +140,34 @@ int runExport(const Arguments& arguments) {
   std::optional<EmbeddedImage> logo;
   if (const int status = readLogo(arguments, logo); status != exitSuccess) return status;
 
-  BoardBundle bundle;
-  if (const int status = reportingFailures(board, [&] { bundle = BoardArchive::read(board); }); status != exitSuccess) {
+  // The board is read as the document is written, and the document goes to the output as it grows:
+  // memory does not grow with the pictures.
+  std::optional<BoardFile> file;
+  if (const int status = reportingFailures(board, [&] { file.emplace(BoardFile::open(board)); });
+      status != exitSuccess) {
     return status;
   }
-  return reportingFailures(out, [&] {
-    const std::string html = paged ? pagedDocument(bundle, arguments, logo)
-                                   : HTMLExporter::exportBoard(bundle, TextMeasure::captionHeights(bundle.manifest.items));
-    writeFileAtomically(out, html);
-  });
+  const Manifest& manifest = file->manifest();
+  const FilePictures files(*file);
+  const HTMLExporter::PictureLookup pictures = std::cref(files);
+  try {
+    return reportingFailures(out, [&] {
+      writeFileAtomically(out, [&](OutputSink& sink) {
+        const HTMLExporter::TextSink text = [&](std::string_view piece) { sink.write(piece); };
+        try {
+          if (paged) {
+            writePagedDocument(manifest, pictures, arguments, logo, text);
+          } else {
+            HTMLExporter::writeBoard(manifest, pictures, TextMeasure::captionHeights(manifest.items), text);
+          }
+        } catch (const BoardArchiveError& error) {
+          throw DamagedBoard{error};
+        }
+      });
+    });
+  } catch (const DamagedBoard& damaged) {
+    return reportingFailures(board, [&] { throw damaged.error; });
+  }
 }
 
 }  // namespace zorvi::cli

@@ -77,7 +77,7 @@ int runNativeExport(const Arguments& arguments) {
         if (pdf) {
           PageExportChrome chrome = chromeFrom(arguments);
           chrome.logo = logo;
-          error = PDFExport::write(bundle, images, planPages(bundle, arguments, heights), heights, chrome, toFile);
+          error = PDFExport::write(bundle, images, planPages(bundle.manifest, arguments, heights), heights, chrome, toFile);
         } else {
           error = PNGExport::write(bundle, images, heights, *png, toFile);
         }

@@ -22,7 +22,7 @@ PageSetup pageSetup(const Arguments& arguments, const Board& board);
 PageExportChrome chromeFrom(const Arguments& arguments);
 
 // The pages a paged export of bundle prints with these options.
-std::vector<PageExportPlan::Page> planPages(const BoardBundle& bundle, const Arguments& arguments,
+std::vector<PageExportPlan::Page> planPages(const Manifest& manifest, const Arguments& arguments,
                                            const CaptionHeights& heights);
 
 // Reads --logo when given; exitSuccess, or the status of the one line printed.

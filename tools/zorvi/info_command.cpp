@@ -5,6 +5,7 @@
 
 #include "commands.hpp"
 #include "zorvi/board_archive.hpp"
+#include "zorvi/board_file.hpp"
 #include "zorvi/image_decoder.hpp"
 #include "zorvi/image_formats.hpp"
 #include "zorvi/manifest_coding.hpp"
@@ -12,7 +13,7 @@
 namespace zorvi::cli {
 namespace {
 
-std::string bytesText(std::size_t count) { return decimal(count) + (count == 1 ? " byte" : " bytes"); }
+std::string bytesText(std::uint64_t count) { return decimal(count) + (count == 1 ? " byte" : " bytes"); }
 
 std::string itemCounts(const std::vector<CanvasItem>& items) {
   constexpr std::array types{CanvasItem::Type::image, CanvasItem::Type::text, CanvasItem::Type::shape,
@@ -35,18 +36,22 @@ std::string formatName(const DetectedFormat& format) {
   return "unknown";
 }
 
+// Enough of an entry's start for every format's signature.
+constexpr std::size_t headLength = 4096;
+
 // One line per image item, saying at once why its picture would not show: the detected format of its
 // full image, and which of its two entries the board lacks (an absent field counts as missing).
-std::string imageItemLine(const CanvasItem& item, const BoardBundle& bundle) {
+std::string imageItemLine(const CanvasItem& item, const BoardFile& file) {
   std::string line = "  " + item.id.string();
   line += "  image " + item.image.value_or("(none)");
   line += "  thumbnail " + item.thumbnail.value_or("(none)");
-  const auto full = item.image ? bundle.images.find(*item.image) : bundle.images.end();
-  const bool noImage = full == bundle.images.end();
-  const bool noThumbnail = !item.thumbnail || !bundle.thumbnails.contains(*item.thumbnail);
+  const bool noImage = !item.image || !file.imageSizes().contains(*item.image);
+  const bool noThumbnail = !item.thumbnail || !file.thumbnailSizes().contains(*item.thumbnail);
   if (!noImage) {
-    line += "  format " + formatName(ImageFormatDetector::identify(full->second));
-    if (const auto library = ImageDecoder::missingCodecLibrary(full->second))
+    // Only the start of the entry is read: the format shows there, and the whole may be gigabytes.
+    const Bytes head = file.head(*item.image, headLength).value_or(Bytes{});
+    line += "  format " + formatName(ImageFormatDetector::identify(head));
+    if (const auto library = ImageDecoder::missingCodecLibrary(head))
       line += " (its codec library " + *library + " is not installed)";
   }
   if (noImage || noThumbnail) {
@@ -56,12 +61,13 @@ std::string imageItemLine(const CanvasItem& item, const BoardBundle& bundle) {
   return line + "\n";
 }
 
-std::string entryList(std::string_view title, const std::map<std::string, Bytes>& entries) {
-  std::size_t total = 0;
-  for (const auto& [key, bytes] : entries) total += bytes.size();
+// Sizes as the archive's directory records them; no entry is inflated to learn its size.
+std::string entryList(std::string_view title, const std::map<std::string, std::uint64_t>& entries) {
+  std::uint64_t total = 0;
+  for (const auto& [key, size] : entries) total += size;
   std::string text = std::string(title) + ": " + decimal(entries.size()) +
                      (entries.size() == 1 ? " entry, " : " entries, ") + bytesText(total) + "\n";
-  for (const auto& [key, bytes] : entries) text += "  " + key + "  " + bytesText(bytes.size()) + "\n";
+  for (const auto& [key, size] : entries) text += "  " + key + "  " + bytesText(size) + "\n";
   return text;
 }
 
@@ -77,8 +83,8 @@ std::string headerFields(const std::optional<BoardHeader>& header) {
   return "header: " + (names.empty() ? std::string("present, no fields") : names) + "\n";
 }
 
-std::string summary(const BoardBundle& bundle) {
-  const Manifest& manifest = bundle.manifest;
+std::string summary(const BoardFile& file) {
+  const Manifest& manifest = file.manifest();
   const Board& board = manifest.board;
   std::string text = "name: " + board.name + "\n";
   text += "schema version: " + decimal(manifest.schemaVersion) + "\n";
@@ -87,11 +93,11 @@ std::string summary(const BoardBundle& bundle) {
   text += itemCounts(manifest.items);
   std::string imageItems;
   for (const auto& item : manifest.items) {
-    if (item.type == CanvasItem::Type::image) imageItems += imageItemLine(item, bundle);
+    if (item.type == CanvasItem::Type::image) imageItems += imageItemLine(item, file);
   }
   if (!imageItems.empty()) text += "image items:\n" + imageItems;
-  text += entryList("images", bundle.images);
-  text += entryList("thumbnails", bundle.thumbnails);
+  text += entryList("images", file.imageSizes());
+  text += entryList("thumbnails", file.thumbnailSizes());
   if (board.pageSetup) {
     text += "page setup: " + std::string(rawValue(board.pageSetup->format)) + " " +
             std::string(rawValue(board.pageSetup->orientation)) + "\n";
@@ -107,7 +113,7 @@ int runInfo(const Arguments& arguments) {
   arguments.expect(1);
   const std::filesystem::path board = arguments.operands[0];
   std::string text;
-  if (const int status = reportingFailures(board, [&] { text = summary(BoardArchive::read(board)); });
+  if (const int status = reportingFailures(board, [&] { text = summary(BoardFile::open(board)); });
       status != exitSuccess) {
     return status;
   }

@@ -3,6 +3,7 @@
 // managers decode the picture at once and cache their own copy, so their entry asks for no compression.
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -21,6 +22,9 @@
 
 #include "commands.hpp"
 #include "output_file.hpp"
+#include "zorvi/board_file.hpp"
+#include "zorvi/board_layout.hpp"
+#include "zorvi/board_renderer.hpp"
 #include "zorvi/thumbnail_provider.hpp"
 
 #if defined(__has_feature)
@@ -52,7 +56,7 @@ constexpr rlim_t addressSpaceBytes = rlim_t{1} << 30;
 // Filled before the limits are armed, so the signal handler only writes and exits.
 char limitLine[1024];
 std::size_t limitLineLength = 0;
-// Where the command's own lines go; see MuteLibraries.
+// Where the command's own lines go; see KeepOwnLines.
 int reportFd = STDERR_FILENO;
 
 void onLimit(int) {
@@ -60,37 +64,69 @@ void onLimit(int) {
   _exit(exitLimitReached);
 }
 
-// In a sandbox fontconfig finds no font cache and no place to write one, and says so on stderr each
-// time it scans; the command's own single line must stay the only one. Restored when it ends.
-class MuteLibraries {
+// Libraries say things on stderr of their own accord: libjxl its debug lines on a damaged file,
+// fontconfig in a sandbox that it finds no cache. The command's stderr holds only its own lines, so
+// while the libraries run stderr goes to a scratch file, and afterwards only the lines in it that
+// begin as ours (the text module's warning) are passed on. Restored when it ends.
+class KeepOwnLines {
  public:
-  explicit MuteLibraries(bool mute) {
-    if (!mute) return;
+  KeepOwnLines() {
     std::fflush(stderr);
-    saved_ = dup(STDERR_FILENO);
-    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (saved_ < 0 || null < 0 || dup2(null, STDERR_FILENO) < 0) {
-      if (null >= 0) close(null);
+    saved_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+    scratch_ = memfd_create("zorvi-stderr", MFD_CLOEXEC);
+    // Without a scratch file the libraries' lines are dropped, and ours with them.
+    if (scratch_ < 0) scratch_ = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (saved_ < 0 || scratch_ < 0 || dup2(scratch_, STDERR_FILENO) < 0) {
       restore();
       return;
     }
-    close(null);
     reportFd = saved_;
   }
-  ~MuteLibraries() { restore(); }
-  MuteLibraries(const MuteLibraries&) = delete;
-  MuteLibraries& operator=(const MuteLibraries&) = delete;
+  ~KeepOwnLines() { restore(); }
+  KeepOwnLines(const KeepOwnLines&) = delete;
+  KeepOwnLines& operator=(const KeepOwnLines&) = delete;
 
  private:
   void restore() {
-    if (saved_ < 0) return;
-    std::fflush(stderr);
-    dup2(saved_, STDERR_FILENO);
-    reportFd = STDERR_FILENO;
-    close(saved_);
-    saved_ = -1;
+    if (saved_ >= 0) {
+      std::fflush(stderr);
+      if (reportFd == saved_) dup2(saved_, STDERR_FILENO);
+      reportFd = STDERR_FILENO;
+      close(saved_);
+      saved_ = -1;
+      passOnOwnLines();
+    }
+    if (scratch_ >= 0) close(scratch_);
+    scratch_ = -1;
   }
+
+  void passOnOwnLines() const {
+    constexpr std::string_view ours = "zorvi: ";
+    char buffer[16384];
+    std::string line;
+    bool keep = true;  // whether the line so far may still be ours
+    const auto endLine = [&] {
+      if (keep && line.starts_with(ours) && write(STDERR_FILENO, line.data(), line.size()) < 0) keep = false;
+      line.clear();
+      keep = true;
+    };
+    off_t at = 0;
+    for (ssize_t got; (got = pread(scratch_, buffer, sizeof buffer, at)) > 0; at += got) {
+      for (const char c : std::string_view(buffer, static_cast<std::size_t>(got))) {
+        if (keep) line += c;
+        // Ours are short; a long line is a library's, and is not held.
+        if (line.size() > 4096 || (line.size() >= ours.size() && !line.starts_with(ours))) keep = false, line.clear();
+        if (c == '\n') endLine();
+      }
+    }
+    if (!line.empty()) {
+      line += '\n';
+      endLine();
+    }
+  }
+
   int saved_ = -1;
+  int scratch_ = -1;
 };
 
 // A file manager sets no limits on a thumbnailer: a hostile board must end here, within seconds. The
@@ -132,10 +168,9 @@ class HoldLimitSignals {
 };
 
 // GNOME runs thumbnailers where /etc/fonts is missing, and fontconfig would then set all text in
-// whatever font sorts first. Our own fonts.conf lies in the prefix's share/zorvi, beside bin/. True
-// when it is used.
-bool useBundledFontsWhenTheSystemsAreMissing() {
-  if (std::getenv("FONTCONFIG_FILE") != nullptr || access("/etc/fonts/fonts.conf", R_OK) == 0) return false;
+// whatever font sorts first. Our own fonts.conf lies in the prefix's share/zorvi, beside bin/.
+void useBundledFontsWhenTheSystemsAreMissing() {
+  if (std::getenv("FONTCONFIG_FILE") != nullptr || access("/etc/fonts/fonts.conf", R_OK) == 0) return;
   std::error_code error;
   const std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", error);
   const std::filesystem::path candidates[] = {
@@ -145,10 +180,9 @@ bool useBundledFontsWhenTheSystemsAreMissing() {
   for (const auto& candidate : candidates) {
     if (!candidate.empty() && access(candidate.c_str(), R_OK) == 0) {
       setenv("FONTCONFIG_FILE", candidate.c_str(), 1);
-      return true;
+      return;
     }
   }
-  return false;
 }
 
 // One line per cause, so a person learns why a picture lacks an image without a line per item.
@@ -185,6 +219,25 @@ int report(const std::filesystem::path& path, std::string_view what, int status)
   return status;
 }
 
+// The provider answers nothing both for a board with nothing on it and for a picture the limits could
+// not hold; the manifest alone tells them apart, and is read again only on this rare path.
+int reportNoPicture(const std::filesystem::path& board, double maxPixel) {
+  std::optional<BoardPreviewRenderer::PixelBudget> budget;
+  try {
+    const BoardLayout layout(BoardFile::open(board).manifest().items, CaptionHeights{});
+    budget = BoardPreviewRenderer::pixelBudget(layout.width, layout.height, maxPixel);
+  } catch (const BoardArchiveError&) {
+    // Read a moment ago; if it changed since, there is nothing more to say about it.
+  }
+  if (!budget) return report(board, "nothing to draw", exitNothingToDraw);
+  // Above 32,767 pixels a side no bitmap can be made; below, memory ran out.
+  const bool tooWide = std::max(budget->width, budget->height) > 32767;
+  return report(board,
+                std::string(tooWide ? "size" : "memory") + " limit reached: the picture would be " +
+                    std::to_string(budget->width) + " × " + std::to_string(budget->height) + " pixels",
+                exitLimitReached);
+}
+
 }  // namespace
 
 int runThumbnail(const Arguments& arguments) {
@@ -196,14 +249,14 @@ int runThumbnail(const Arguments& arguments) {
   const std::filesystem::path output = arguments.operands[1];
   const auto compression = arguments.options.contains("uncompressed") ? RasterCanvas::PNGCompression::none
                                                                        : RasterCanvas::PNGCompression::fast;
-  const bool sandboxed = useBundledFontsWhenTheSystemsAreMissing();
+  useBundledFontsWhenTheSystemsAreMissing();
   capTimeAndMemory(board);
   try {
     std::optional<ThumbnailReply> reply;
     std::optional<BoardArchiveError> error;
     std::vector<SkippedImage> skipped;
     {
-      const MuteLibraries mute(sandboxed);
+      const KeepOwnLines ownLinesOnly;
       ThumbnailProvider().provideThumbnail(
           {board, {size, size}, scale, [&](const SkippedImage& image) { skipped.push_back(image); }},
           [&](std::optional<ThumbnailReply> r, std::optional<BoardArchiveError> e) {
@@ -213,7 +266,7 @@ int runThumbnail(const Arguments& arguments) {
     }
     if (error) return reportingFailures(board, [&] { throw *error; });
     warnAboutLeftOutImages(board, skipped);
-    if (!reply) return report(board, "nothing to draw", exitNothingToDraw);
+    if (!reply) return reportNoPicture(board, size * scale);
     // The reply's size is in points; the surface has the picture's own pixel size.
     const auto picture =
         RasterCanvas::render(static_cast<std::int32_t>(std::lround(reply->contextSize.width * scale)),
