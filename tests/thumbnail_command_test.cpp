@@ -277,6 +277,11 @@ TEST_F(ThumbnailCommand, StderrHoldsOnlyItsOwnLines) {
   EXPECT_EQ(lines.substr(0, warning.size()), warning) << lines;
   EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << lines;
   EXPECT_TRUE(lines.ends_with(leftOut)) << lines;
+  // The exports decode the same picture, and keep their stderr as clean.
+  EXPECT_EQ(std::system(("'" ZORVI_COMMAND "' export png '" + cut + "' '" + out + "' 2>'" + errors.string() + "'")
+                            .c_str()),
+            0);
+  EXPECT_EQ(contents(errors), "");
 }
 
 TEST_F(ThumbnailCommand, NamesACodecLibraryThatIsNotInstalled) {

@@ -4,6 +4,7 @@
 #include "commands.hpp"
 #include "export_options.hpp"
 #include "output_file.hpp"
+#include "own_lines.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/html_exporter.hpp"
 #include "zorvi/native_export.hpp"
@@ -74,6 +75,7 @@ int runNativeExport(const Arguments& arguments) {
       writeFileAtomically(out, [&](OutputSink& sink) {
         const ByteSink toFile = [&](std::span<const std::uint8_t> bytes) { return sink.write(bytes); };
         std::optional<NativeExportError> error;
+        const KeepOwnLines ownLinesOnly;  // the codecs draw pictures here too
         if (pdf) {
           PageExportChrome chrome = chromeFrom(arguments);
           chrome.logo = logo;

@@ -22,6 +22,7 @@
 
 #include "commands.hpp"
 #include "output_file.hpp"
+#include "own_lines.hpp"
 #include "zorvi/board_file.hpp"
 #include "zorvi/board_layout.hpp"
 #include "zorvi/board_renderer.hpp"
@@ -56,78 +57,12 @@ constexpr rlim_t addressSpaceBytes = rlim_t{1} << 30;
 // Filled before the limits are armed, so the signal handler only writes and exits.
 char limitLine[1024];
 std::size_t limitLineLength = 0;
-// Where the command's own lines go; see KeepOwnLines.
-int reportFd = STDERR_FILENO;
 
 void onLimit(int) {
-  if (write(reportFd, limitLine, limitLineLength) < 0) _exit(exitLimitReached);
+  if (write(ownLinesFd(), limitLine, limitLineLength) < 0) _exit(exitLimitReached);
   _exit(exitLimitReached);
 }
 
-// Libraries say things on stderr of their own accord: libjxl its debug lines on a damaged file,
-// fontconfig in a sandbox that it finds no cache. The command's stderr holds only its own lines, so
-// while the libraries run stderr goes to a scratch file, and afterwards only the lines in it that
-// begin as ours (the text module's warning) are passed on. Restored when it ends.
-class KeepOwnLines {
- public:
-  KeepOwnLines() {
-    std::fflush(stderr);
-    saved_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-    scratch_ = memfd_create("zorvi-stderr", MFD_CLOEXEC);
-    // Without a scratch file the libraries' lines are dropped, and ours with them.
-    if (scratch_ < 0) scratch_ = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (saved_ < 0 || scratch_ < 0 || dup2(scratch_, STDERR_FILENO) < 0) {
-      restore();
-      return;
-    }
-    reportFd = saved_;
-  }
-  ~KeepOwnLines() { restore(); }
-  KeepOwnLines(const KeepOwnLines&) = delete;
-  KeepOwnLines& operator=(const KeepOwnLines&) = delete;
-
- private:
-  void restore() {
-    if (saved_ >= 0) {
-      std::fflush(stderr);
-      if (reportFd == saved_) dup2(saved_, STDERR_FILENO);
-      reportFd = STDERR_FILENO;
-      close(saved_);
-      saved_ = -1;
-      passOnOwnLines();
-    }
-    if (scratch_ >= 0) close(scratch_);
-    scratch_ = -1;
-  }
-
-  void passOnOwnLines() const {
-    constexpr std::string_view ours = "zorvi: ";
-    char buffer[16384];
-    std::string line;
-    bool keep = true;  // whether the line so far may still be ours
-    const auto endLine = [&] {
-      if (keep && line.starts_with(ours) && write(STDERR_FILENO, line.data(), line.size()) < 0) keep = false;
-      line.clear();
-      keep = true;
-    };
-    off_t at = 0;
-    for (ssize_t got; (got = pread(scratch_, buffer, sizeof buffer, at)) > 0; at += got) {
-      for (const char c : std::string_view(buffer, static_cast<std::size_t>(got))) {
-        if (keep) line += c;
-        // Ours are short; a long line is a library's, and is not held.
-        if (line.size() > 4096 || (line.size() >= ours.size() && !line.starts_with(ours))) keep = false, line.clear();
-        if (c == '\n') endLine();
-      }
-    }
-    if (!line.empty()) {
-      line += '\n';
-      endLine();
-    }
-  }
-
-  int saved_ = -1;
-  int scratch_ = -1;
-};
 
 // A file manager sets no limits on a thumbnailer: a hostile board must end here, within seconds. The
 // output only appears at the very end (see HoldLimitSignals), so a run cut short leaves no file.
@@ -209,7 +144,7 @@ void warnAboutLeftOutImages(const std::filesystem::path& board, const std::vecto
                                            : std::to_string(images.size()) + " images left out (" + images[0] +
                                                  (images.size() > 2 ? ", …" : ", " + images[1]) + "): ") +
                        cause + "\n";
-    if (write(reportFd, line.data(), line.size()) < 0) return;
+    if (write(ownLinesFd(), line.data(), line.size()) < 0) return;
   }
 }
 
