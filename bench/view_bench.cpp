@@ -5,6 +5,8 @@
 //   view_bench LARGE.zorvi TYPICAL.zorvi [benchmark flags]      (boards from make_bench_boards.py)
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -49,6 +51,29 @@ void frame(benchmark::State& state, double zoomFactor) {
 }
 
 void BM_FrameFitted(benchmark::State& state) { frame(state, 1); }
+
+// Panning as the window does it: the frame drawn with a margin is moved, and the window's pixels are
+// copied out of it (what handing them to the toolkit costs), until the pan leaves the margin.
+void BM_FramePanned(benchmark::State& state) {
+  const OpenBoard board = openBoard(largeBoard);
+  constexpr std::int32_t width = 3840, height = 2160;
+  ViewState view{*BoardFit::transform(board.contentFrames, {width, height}, fitPadding), {width, height}, false, false};
+  ImageCache cache(std::size_t{1} << 30);
+  std::vector<std::uint32_t> pixels(std::size_t{width} * height), window(std::size_t{width} * height);
+  warm(board, view, cache, pixels, width, height);
+  ViewFrame frame;
+  double step = 8;
+  for (auto _ : state) {
+    view.transform = view.transform.panned({step, 0});  // sweeps right and left across twice the margin
+    if (std::abs(view.transform.offset.x) > 2 * ViewFrame::margin) step = -step;
+    frame.update(board, view, 1, cache);
+    for (std::int32_t row = 0; row < height; ++row)
+      std::copy_n(frame.pixels().data() + std::size_t(row + frame.windowY()) * frame.width() + frame.windowX(),
+                  width, window.data() + std::size_t(row) * width);
+    benchmark::DoNotOptimize(window.data());
+  }
+  state.counters["draws"] = static_cast<double>(frame.draws()) / static_cast<double>(state.iterations());
+}
 void BM_FrameZoomedIn(benchmark::State& state) { frame(state, 3); }
 
 void BM_FirstPicture(benchmark::State& state) {
@@ -66,6 +91,7 @@ void BM_FirstPicture(benchmark::State& state) {
 }
 
 BENCHMARK(BM_FrameFitted)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(BM_FramePanned)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
 BENCHMARK(BM_FrameZoomedIn)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
 BENCHMARK(BM_FirstPicture)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
 

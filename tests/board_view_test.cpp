@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
+#include <tuple>
 
 #include "support/board_files.hpp"
 #include "zorvi/page_export_plan.hpp"
@@ -36,6 +38,58 @@ TEST(BoardView, AFrameAsksOnlyForPicturesItDoesNotHoldSharpEnough) {
   ViewState closer = state;
   closer.transform = state.transform.zoomedBy(4, state.transform.toScreen(CanvasPoint{450, 220}));
   EXPECT_FALSE(drawFrame(board, closer, 1, cache, pixels, 800, 600, 800).empty());
+}
+
+TEST(BoardView, PansWithinTheMarginMoveTheFrameInsteadOfDrawingIt) {
+  const OpenBoard board = openBoard(example);
+  ImageCache cache(64 << 20);
+  decodePreviews(board, cache, 2);
+  ViewState state{CanvasTransform({-100, 20}, 0.5), {300, 200}, false, false};
+  ViewFrame frame;
+  const auto windowOf = [&] {  // the window's pixels out of the frame
+    std::vector<std::uint32_t> out;
+    for (std::int32_t row = 0; row < 200; ++row) {
+      const auto* start = frame.pixels().data() + std::size_t(row + frame.windowY()) * frame.width() + frame.windowX();
+      out.insert(out.end(), start, start + 300);
+    }
+    return out;
+  };
+  const auto direct = [&] {  // the same view drawn on its own
+    std::vector<std::uint32_t> out(300 * 200);
+    drawFrame(board, state, 1, cache, out, 300, 200, 300);
+    return out;
+  };
+  // Drawn from another origin, edges may fall a rounding apart, nothing more.
+  const auto differing = [&] {
+    const auto a = windowOf(), b = direct();
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < a.size(); ++i)
+      for (int shift = 0; shift < 32; shift += 8)
+        if (std::abs(int(a[i] >> shift & 0xFF) - int(b[i] >> shift & 0xFF)) > 24) {
+          ++count;
+          break;
+        }
+    return count;
+  };
+  frame.update(board, state, 1, cache);
+  EXPECT_EQ(differing(), 0u);
+  // Moves of whole pixels within the margin, then out of it, then a zoom, a new picture and a new scale.
+  const std::tuple<const char*, std::function<void()>, std::uint64_t> steps[] = {
+      {"pan", [&] { state.transform = state.transform.panned({40, -30}); }, 1},
+      {"pan back past the start", [&] { state.transform = state.transform.panned({-290, 250}); }, 1},
+      {"pan out of the margin", [&] { state.transform = state.transform.panned({-300, 0}); }, 2},
+      {"zoom", [&] { state.transform = state.transform.zoomedBy(2, {150, 100}); }, 3},
+      {"forget", [&] { frame.forget(); }, 4},
+  };
+  for (const auto& [what, change, draws] : steps) {
+    change();
+    frame.update(board, state, 1, cache);
+    EXPECT_EQ(frame.draws(), draws) << what;
+    EXPECT_LT(differing(), 60u) << what;
+  }
+  frame.update(board, state, 2, cache);
+  EXPECT_EQ(frame.draws(), 5u) << "a new device scale";
+  EXPECT_EQ(frame.width(), 600 + 2 * ViewFrame::margin);
 }
 
 TEST(BoardView, ExportsWriteWholeFilesOrNone) {

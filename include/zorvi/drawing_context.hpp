@@ -91,10 +91,15 @@ namespace RasterCanvas {
 std::optional<Raster> render(std::int32_t width, std::int32_t height,
                              const std::function<void(DrawingContext&)>& draw);
 
+// How pictures are resampled to the size they are drawn at: smoothly (filtered, for exports and
+// thumbnails), or fast (bilinear, for pictures already decoded within twice their drawn size, as a
+// viewer holds them: ten times quicker).
+enum class Resampling { smooth, fast };
+
 // Runs draw over pixels the caller owns (8-bit ARGB, premultiplied, strideInPixels apart), as render
 // does over its own bitmap, without clearing them first; false when the sizes are out of range.
 bool drawInto(std::span<std::uint32_t> pixels, std::int32_t width, std::int32_t height, std::int32_t strideInPixels,
-              const std::function<void(DrawingContext&)>& draw);
+              const std::function<void(DrawingContext&)>& draw, Resampling resampling = Resampling::smooth);
 
 // How a PNG's pixels are stored: compressed quickly, or as they are, for a reader that decodes the file
 // at once and keeps a copy of its own (a file manager caching a thumbnail), where compressing is wasted.

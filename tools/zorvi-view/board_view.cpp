@@ -1,6 +1,7 @@
 #include "board_view.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <atomic>
 #include <thread>
 
@@ -80,13 +81,44 @@ std::vector<DecodeRequest> drawFrame(const OpenBoard& board, const ViewState& st
     return cache.find(item.id);
   };
   const double scale = state.transform.zoom * deviceScale;
-  RasterCanvas::drawInto(pixels, width, height, strideInPixels, [&](DrawingContext& context) {
-    // White under the board, as on paper, when its own background can't be read.
-    context.fillRect({0, 0, static_cast<double>(width), static_cast<double>(height)}, {1, 1, 1, 1});
-    context.scale(scale, scale);
-    BoardCGRenderer::draw(layout, context, provider, board.bundle->manifest.board.canvas.backgroundColor);
-  });
+  const std::string& background = board.bundle->manifest.board.canvas.backgroundColor;
+  RasterCanvas::drawInto(
+      pixels, width, height, strideInPixels,
+      [&](DrawingContext& context) {
+        // White under the board, as on paper, when its own background can't be read.
+        if (!BoardCGRenderer::cgColor(background))
+          context.fillRect({0, 0, static_cast<double>(width), static_cast<double>(height)}, {1, 1, 1, 1});
+        context.scale(scale, scale);
+        BoardCGRenderer::draw(layout, context, provider, background);
+      },
+      RasterCanvas::Resampling::fast);
   return requests;
+}
+
+std::vector<DecodeRequest> ViewFrame::update(const OpenBoard& board, const ViewState& state, double deviceScale,
+                                             ImageCache& cache) {
+  if (drawn_ && drawn_->transform.zoom == state.transform.zoom && drawn_->window == state.window &&
+      drawn_->deviceScale == deviceScale) {
+    const auto x = static_cast<std::int32_t>(
+        std::lround(margin - (state.transform.offset.x - drawn_->transform.offset.x) * deviceScale));
+    const auto y = static_cast<std::int32_t>(
+        std::lround(margin - (state.transform.offset.y - drawn_->transform.offset.y) * deviceScale));
+    if (x >= 0 && y >= 0 && x <= 2 * margin && y <= 2 * margin) {
+      windowX_ = x, windowY_ = y;
+      return {};
+    }
+  }
+  width_ = static_cast<std::int32_t>(std::ceil(state.window.width * deviceScale)) + 2 * margin;
+  height_ = static_cast<std::int32_t>(std::ceil(state.window.height * deviceScale)) + 2 * margin;
+  pixels_.resize(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_));
+  // The same view, seen through a window grown by the margin on every side.
+  const double grow = margin / deviceScale;
+  const ViewState wide{state.transform.panned({grow, grow}),
+                       {state.window.width + 2 * grow, state.window.height + 2 * grow}, false, false};
+  drawn_ = Drawn{state.transform, state.window, deviceScale};
+  windowX_ = windowY_ = margin;
+  ++draws_;
+  return drawFrame(board, wide, deviceScale, cache, pixels_, width_, height_, width_);
 }
 
 std::optional<std::string> exportBoard(const OpenBoard& board, ExportKind kind, const std::filesystem::path& path) {

@@ -48,6 +48,41 @@ std::vector<DecodeRequest> drawFrame(const OpenBoard& board, const ViewState& st
                                      ImageCache& cache, std::span<std::uint32_t> pixels, std::int32_t width,
                                      std::int32_t height, std::int32_t strideInPixels);
 
+// The last frame, drawn larger than the window by `margin` device pixels on every side, so that a pan
+// within the margin moves it instead of drawing the board again.
+class ViewFrame {
+ public:
+  static constexpr std::int32_t margin = 256;
+
+  // Makes the frame show state: draws it again when the zoom, the window or the device scale changed,
+  // the pan left the margin, or forget() was called since; otherwise only moves the window over it.
+  // Returns the pictures worth decoding (none when nothing was drawn).
+  std::vector<DecodeRequest> update(const OpenBoard& board, const ViewState& state, double deviceScale,
+                                    ImageCache& cache);
+  // New pictures arrived, or another board: the next update draws.
+  void forget() { drawn_.reset(); }
+
+  // The frame's pixels, and where the window's top-left corner lies in them (device pixels).
+  std::span<const std::uint32_t> pixels() const { return pixels_; }
+  std::int32_t width() const { return width_; }
+  std::int32_t height() const { return height_; }
+  std::int32_t windowX() const { return windowX_; }
+  std::int32_t windowY() const { return windowY_; }
+  // How many updates drew the board, for tests and benchmarks.
+  std::uint64_t draws() const { return draws_; }
+
+ private:
+  struct Drawn {
+    CanvasTransform transform;
+    CanvasSize window;
+    double deviceScale = 1;
+  };
+  std::optional<Drawn> drawn_;
+  std::vector<std::uint32_t> pixels_;
+  std::int32_t width_ = 0, height_ = 0, windowX_ = 0, windowY_ = 0;
+  std::uint64_t draws_ = 0;
+};
+
 // The kinds the window exports, with the command's defaults: the board's own page setup, no cover or
 // footer, the sharpest PNG up to 8192 pixels.
 enum class ExportKind { pdf, png, html };

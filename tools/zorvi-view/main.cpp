@@ -49,7 +49,7 @@ struct Viewer : std::enable_shared_from_this<Viewer> {
   std::map<Uuid, std::int64_t> pending;
   std::map<Uuid, std::string> failed;  // image items whose sharp picture could not be decoded
   std::unique_ptr<DecodePool> pool;
-  std::vector<std::uint32_t> pixels;
+  ViewFrame frame;
   std::optional<CanvasPoint> pointer;
   double dragStartX = 0, dragStartY = 0;
   CanvasTransform dragStartTransform;
@@ -99,6 +99,7 @@ gboolean deliver(gpointer data) {
     viewer->pending.erase(it);
   if (delivery->raster) {
     viewer->cache.insert(request.item, {request.edge, std::move(delivery->raster)});
+    viewer->frame.forget();
   } else if (!viewer->failed.contains(request.item)) {
     viewer->failed.emplace(request.item, "undecodable");
     updateNote(*viewer);
@@ -115,6 +116,7 @@ void open(Viewer& viewer, const std::string& path) {
   viewer.pending.clear();
   viewer.failed.clear();
   viewer.cache.clear();
+  viewer.frame.forget();
   viewer.board.reset();
   viewer.path = path;
   gtk_widget_set_visible(viewer.message, false);
@@ -245,10 +247,7 @@ void draw(GtkDrawingArea*, cairo_t* cr, int width, int height, gpointer data) {
     viewer.placed = true;
   }
   const int scale = gtk_widget_get_scale_factor(viewer.area);
-  const int pixelWidth = width * scale, pixelHeight = height * scale;
-  viewer.pixels.resize(static_cast<std::size_t>(pixelWidth) * static_cast<std::size_t>(pixelHeight));
-  const auto requests = drawFrame(*viewer.board, viewer.state, scale, viewer.cache, viewer.pixels, pixelWidth,
-                                  pixelHeight, pixelWidth);
+  const auto requests = viewer.frame.update(*viewer.board, viewer.state, scale, viewer.cache);
   for (const auto& request : requests) {
     if (viewer.failed.contains(request.item)) continue;
     const auto it = viewer.pending.find(request.item);
@@ -257,12 +256,14 @@ void draw(GtkDrawingArea*, cairo_t* cr, int width, int height, gpointer data) {
     const auto& bytes = viewer.board->full.at(request.item).data;
     viewer.pool->request(request, bytes, viewer.board->bundle, viewer.generation);
   }
+  const auto& frame = viewer.frame;
+  // Cairo only reads the pixels; its C interface asks for them writable.
+  auto* bytes = reinterpret_cast<unsigned char*>(const_cast<std::uint32_t*>(frame.pixels().data()));
   cairo_surface_t* surface =
-      cairo_image_surface_create_for_data(reinterpret_cast<unsigned char*>(viewer.pixels.data()), CAIRO_FORMAT_ARGB32,
-                                          pixelWidth, pixelHeight, pixelWidth * 4);
+      cairo_image_surface_create_for_data(bytes, CAIRO_FORMAT_ARGB32, frame.width(), frame.height(), frame.width() * 4);
   cairo_save(cr);
   cairo_scale(cr, 1.0 / scale, 1.0 / scale);
-  cairo_set_source_surface(cr, surface, 0, 0);
+  cairo_set_source_surface(cr, surface, -frame.windowX(), -frame.windowY());
   cairo_paint(cr);
   cairo_restore(cr);
   cairo_surface_destroy(surface);

@@ -14,7 +14,8 @@
 namespace zorvi {
 using namespace cairo_shapes;
 
-CairoContext::CairoContext(cairo_t* cr, double heightInPixels) : cr_(cr) {
+CairoContext::CairoContext(cairo_t* cr, double heightInPixels, cairo_filter_t imageFilter)
+    : cr_(cr), imageFilter_(imageFilter) {
   cairo_translate(cr_, 0, heightInPixels);
   cairo_scale(cr_, 1, -1);
 }
@@ -51,7 +52,7 @@ void CairoContext::drawImage(const Raster& raster, const Rect& rect) {
   cairo_surface_t* image = cairo_image_surface_create_for_data(data, CAIRO_FORMAT_ARGB32, raster.width,
                                                                raster.height, raster.width * 4);
   // Edge pixels repeat outward, so a stretched picture keeps solid edges instead of fading out.
-  fillWithSurface(cr_, image, raster.width, raster.height, rect, CAIRO_EXTEND_PAD);
+  fillWithSurface(cr_, image, raster.width, raster.height, rect, CAIRO_EXTEND_PAD, imageFilter_);
   cairo_surface_finish(image);
   cairo_surface_destroy(image);
 }
@@ -104,7 +105,7 @@ const TextMeasurer& CairoContext::measurer() const { return TextMeasure::engine(
 namespace RasterCanvas {
 
 bool drawInto(std::span<std::uint32_t> pixels, std::int32_t width, std::int32_t height, std::int32_t strideInPixels,
-              const std::function<void(DrawingContext&)>& draw) {
+              const std::function<void(DrawingContext&)>& draw, Resampling resampling) {
   constexpr std::int32_t cairoLimit = 32767;
   if (width < 1 || height < 1 || width > cairoLimit || height > cairoLimit || strideInPixels < width ||
       pixels.size() < static_cast<std::size_t>(strideInPixels) * static_cast<std::size_t>(height))
@@ -114,7 +115,7 @@ bool drawInto(std::span<std::uint32_t> pixels, std::int32_t width, std::int32_t 
   cairo_t* cr = cairo_create(surface);
   bool ok = cairo_status(cr) == CAIRO_STATUS_SUCCESS;
   if (ok) {
-    CairoContext context(cr, height);
+    CairoContext context(cr, height, resampling == Resampling::fast ? CAIRO_FILTER_BILINEAR : CAIRO_FILTER_GOOD);
     draw(context);
   }
   cairo_destroy(cr);

@@ -14,7 +14,7 @@ class CairoContext final : public DrawingContext {
  public:
   // Draws into cr, whose target is heightInPixels tall; turns Cairo's y-down space into the y-up
   // drawing space once, here, so nothing else ever flips.
-  CairoContext(cairo_t* cr, double heightInPixels);
+  CairoContext(cairo_t* cr, double heightInPixels, cairo_filter_t imageFilter = CAIRO_FILTER_GOOD);
 
   void fillRect(const Rect& rect, const Color& color) override;
   void strokeRect(const Rect& rect, const Color& color, double width) override;
@@ -35,6 +35,7 @@ class CairoContext final : public DrawingContext {
   void drawText(const Color& color, const std::function<void(const text::Canvas&)>& show);
 
   cairo_t* cr_;
+  cairo_filter_t imageFilter_;
   int depth_ = 0;
 };
 

@@ -79,14 +79,14 @@ inline Point deviceUnitsPerUnit(cairo_t* cr) {
 // Fills rect with the picture of surface, surfaceWidth × surfaceHeight pattern units, its first row at
 // rect's top edge (max y).
 inline void fillWithSurface(cairo_t* cr, cairo_surface_t* surface, double surfaceWidth, double surfaceHeight,
-                            const Rect& rect, cairo_extend_t extend) {
+                            const Rect& rect, cairo_extend_t extend, cairo_filter_t filter = CAIRO_FILTER_GOOD) {
   cairo_pattern_t* pattern = cairo_pattern_create_for_surface(surface);
   cairo_matrix_t matrix;
   const double sx = surfaceWidth / rect.width;
   const double sy = surfaceHeight / rect.height;
   cairo_matrix_init(&matrix, sx, 0, 0, -sy, -rect.x * sx, rect.maxY() * sy);
   cairo_pattern_set_matrix(pattern, &matrix);
-  cairo_pattern_set_filter(pattern, CAIRO_FILTER_GOOD);
+  cairo_pattern_set_filter(pattern, filter);
   cairo_pattern_set_extend(pattern, extend);
   {
     Scoped scoped(cr);
