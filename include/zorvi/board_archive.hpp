@@ -33,6 +33,10 @@ BoardBundle read(const std::filesystem::path& path);
 // Reads a board file held in memory. Throws BoardArchiveError.
 BoardBundle read(std::span<const std::uint8_t> bytes);
 
+// A board's manifest from the bytes of its "manifest.json", judged as reading a board judges it. Throws
+// BoardArchiveError (manifestMalformed, unsupportedSchemaVersion).
+Manifest decodeManifest(std::span<const std::uint8_t> json);
+
 // The archive's bytes: manifest deflated, then images and thumbnails stored, each ascending by key.
 // Throws ManifestEncodingError, ZipError, or BoardArchiveError (archiveCorrupt) when no archive can be made.
 Bytes encode(const BoardBundle& bundle);

@@ -253,17 +253,7 @@ std::string_view entryName(zip_t* zip, zip_uint64_t index) {
 Manifest readManifest(zip_t* zip, std::uint64_t& unclaimed) {
   const zip_int64_t index = zip_name_locate(zip, std::string(manifestPath).c_str(), 0);
   if (index < 0) throw BoardArchiveError::manifestMissing();
-  const Bytes json = extract(zip, plan(zip, static_cast<zip_uint64_t>(index), unclaimed));
-  Manifest manifest;
-  try {
-    manifest = ManifestCoder::decode(std::string_view(reinterpret_cast<const char*>(json.data()), json.size()));
-  } catch (const ManifestDecodingError& error) {
-    throw BoardArchiveError::manifestMalformed(error.what());
-  }
-  if (manifest.schemaVersion > Manifest::currentSchemaVersion) {
-    throw BoardArchiveError::unsupportedSchemaVersion(manifest.schemaVersion, Manifest::currentSchemaVersion);
-  }
-  return manifest;
+  return BoardArchive::decodeManifest(extract(zip, plan(zip, static_cast<zip_uint64_t>(index), unclaimed)));
 }
 
 OpenArchive openFile(const std::filesystem::path& path) {
@@ -338,6 +328,19 @@ BoardBundle read(const std::filesystem::path& path) { return archive_reading::re
 
 BoardBundle read(std::span<const std::uint8_t> bytes) {
   return archive_reading::readOpened(archive_reading::openBytes(bytes));
+}
+
+Manifest decodeManifest(std::span<const std::uint8_t> json) {
+  Manifest manifest;
+  try {
+    manifest = ManifestCoder::decode(std::string_view(reinterpret_cast<const char*>(json.data()), json.size()));
+  } catch (const ManifestDecodingError& error) {
+    throw BoardArchiveError::manifestMalformed(error.what());
+  }
+  if (manifest.schemaVersion > Manifest::currentSchemaVersion) {
+    throw BoardArchiveError::unsupportedSchemaVersion(manifest.schemaVersion, Manifest::currentSchemaVersion);
+  }
+  return manifest;
 }
 
 }  // namespace zorvi::BoardArchive

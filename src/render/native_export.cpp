@@ -12,6 +12,7 @@
 #include <tuple>
 
 #include "render/cairo/cairo_context.hpp"
+#include "render/cairo/cairo_shapes.hpp"
 #include "render/jpeg_encoder.hpp"
 #include "render/text/text_engine.hpp"
 #include "unicode/unicode.hpp"
@@ -513,15 +514,7 @@ std::optional<NativeExportError> write(const BoardBundle& bundle, const ImageVie
     const unsigned char* pixels = cairo_image_surface_get_data(surface);
     const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface));
     for (std::size_t y = 0; y < rows; ++y) {
-      const auto* row = reinterpret_cast<const std::uint32_t*>(pixels + y * stride);
-      // Premultiplied colour over white is colour + (255 - alpha).
-      for (std::size_t x = 0; x < width; ++x) {
-        const std::uint32_t p = row[x];
-        const auto white = static_cast<std::uint32_t>(255 - (p >> 24));
-        rgb[3 * x] = static_cast<std::uint8_t>(((p >> 16) & 0xFF) + white);
-        rgb[3 * x + 1] = static_cast<std::uint8_t>(((p >> 8) & 0xFF) + white);
-        rgb[3 * x + 2] = static_cast<std::uint8_t>((p & 0xFF) + white);
-      }
+      cairo_shapes::opaqueRow(reinterpret_cast<const std::uint32_t*>(pixels + y * stride), width, rgb.data());
       const int status = spng_encode_row(ctx.get(), rgb.data(), rgb.size());
       // The last row finishes the file and reports its end.
       if (status != 0 && !(status == SPNG_EOI && first + y + 1 == height)) return stopped();

@@ -1,6 +1,6 @@
 #include "zorvi/update_check.hpp"
 
-#include "manifest/utf8.hpp"
+#include "manifest/checked_json.hpp"
 
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
@@ -83,41 +83,6 @@ std::optional<std::string> stringMember(const rapidjson::Value& object, const ch
   return std::string(found->GetString(), found->GetStringLength());
 }
 
-// Builds the document and refuses strings and keys that hold an escaped lone surrogate, as the
-// manifest reader does.
-class SurrogateRefusingHandler {
- public:
-  explicit SurrogateRefusingHandler(rapidjson::Document& document) : document_(document) {}
-
-  bool Null() { return document_.Null(); }
-  bool Bool(bool b) { return document_.Bool(b); }
-  bool Int(int i) { return document_.Int(i); }
-  bool Uint(unsigned u) { return document_.Uint(u); }
-  bool Int64(std::int64_t i) { return document_.Int64(i); }
-  bool Uint64(std::uint64_t u) { return document_.Uint64(u); }
-  bool Double(double d) { return document_.Double(d); }
-  bool RawNumber(const char* s, rapidjson::SizeType n, bool copy) { return document_.RawNumber(s, n, copy); }
-  bool String(const char* s, rapidjson::SizeType n, bool copy) {
-    return checked(s, n) && document_.String(s, n, copy);
-  }
-  bool Key(const char* s, rapidjson::SizeType n, bool copy) { return checked(s, n) && document_.Key(s, n, copy); }
-  bool StartObject() { return document_.StartObject(); }
-  bool EndObject(rapidjson::SizeType members) { return document_.EndObject(members); }
-  bool StartArray() { return document_.StartArray(); }
-  bool EndArray(rapidjson::SizeType elements) { return document_.EndArray(elements); }
-
-  bool refusedSurrogate() const { return refused_; }
-
- private:
-  bool checked(const char* s, rapidjson::SizeType n) {
-    refused_ = utf8::holdsDecodedSurrogate(std::string_view(s, n));
-    return !refused_;
-  }
-
-  rapidjson::Document& document_;
-  bool refused_ = false;
-};
-
 }  // namespace
 
 std::optional<SemanticVersion> SemanticVersion::parse(std::string_view text) {
@@ -167,13 +132,14 @@ UpdateManifest UpdateManifest::decode(std::string_view json) {
   // so a hostile feed nested a million levels deep cannot exhaust the stack.
   rapidjson::MemoryStream stream(json.data(), json.size());
   rapidjson::Reader reader;
-  SurrogateRefusingHandler handler(document);
+  // Parsed iteratively, so any nesting is read without exhausting the stack.
+  json::CheckedHandler handler(document, true, std::numeric_limits<int>::max());
   auto generate = [&](rapidjson::Document&) {
     return !reader.Parse<rapidjson::kParseIterativeFlag>(stream, handler).IsError();
   };
   document.Populate(generate);
   if (reader.HasParseError()) {
-    if (handler.refusedSurrogate()) syntaxError("escaped lone surrogate in a string", reader.GetErrorOffset());
+    if (!handler.refusal().empty()) syntaxError(handler.refusal(), reader.GetErrorOffset());
     syntaxError(rapidjson::GetParseError_En(reader.GetParseErrorCode()), reader.GetErrorOffset());
   }
   if (!document.IsObject()) fail("the document is not a JSON object");

@@ -17,17 +17,7 @@ Manifest readManifest(const fs::path& folder) {
   }
   const fs::path file = folder / BoardArchive::manifestPath;
   if (!fs::exists(file)) throw BoardArchiveError::manifestMissing();
-  const Bytes json = readWholeFile(file);
-  Manifest manifest;
-  try {
-    manifest = ManifestCoder::decode(std::string_view(reinterpret_cast<const char*>(json.data()), json.size()));
-  } catch (const ManifestDecodingError& error) {
-    throw BoardArchiveError::manifestMalformed(error.what());
-  }
-  if (manifest.schemaVersion > Manifest::currentSchemaVersion) {
-    throw BoardArchiveError::unsupportedSchemaVersion(manifest.schemaVersion, Manifest::currentSchemaVersion);
-  }
-  return manifest;
+  return BoardArchive::decodeManifest(readWholeFile(file));
 }
 
 // Every regular file below folder/prefix, nested folders included, keyed "prefix/relative/path".

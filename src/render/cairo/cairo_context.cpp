@@ -177,17 +177,10 @@ std::vector<std::uint8_t> encodePNG(const Raster& raster, PNGCompression compres
       spng_encode_image(ctx.get(), nullptr, 0, SPNG_FMT_PNG,
                         SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE) != 0)
     return {};
-  // Row by row, flattened over white into 8-bit RGB: premultiplied c over white is c + (255 - alpha).
   std::vector<std::uint8_t> rgb(static_cast<std::size_t>(raster.width) * 3);
   for (std::size_t y = 0; y < static_cast<std::size_t>(raster.height); ++y) {
-    const std::uint32_t* row = raster.pixels.data() + y * static_cast<std::size_t>(raster.width);
-    for (std::size_t x = 0; x < static_cast<std::size_t>(raster.width); ++x) {
-      const std::uint32_t p = row[x];
-      const auto white = static_cast<std::uint32_t>(255 - (p >> 24));
-      rgb[3 * x] = static_cast<std::uint8_t>(((p >> 16) & 0xFF) + white);
-      rgb[3 * x + 1] = static_cast<std::uint8_t>(((p >> 8) & 0xFF) + white);
-      rgb[3 * x + 2] = static_cast<std::uint8_t>((p & 0xFF) + white);
-    }
+    opaqueRow(raster.pixels.data() + y * static_cast<std::size_t>(raster.width),
+              static_cast<std::size_t>(raster.width), rgb.data());
     const int status = spng_encode_row(ctx.get(), rgb.data(), rgb.size());
     // The last row finishes the file and reports its end.
     if (status != 0 && !(status == SPNG_EOI && y + 1 == static_cast<std::size_t>(raster.height))) return {};

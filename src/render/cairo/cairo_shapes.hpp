@@ -5,6 +5,8 @@
 #include <cairo.h>
 
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <span>
 
 #include "zorvi/drawing_context.hpp"
@@ -95,6 +97,18 @@ inline void fillWithSurface(cairo_t* cr, cairo_surface_t* surface, double surfac
     cairo_fill(cr);
   }
   cairo_pattern_destroy(pattern);
+}
+
+// One row of premultiplied ARGB flattened over white into 8-bit RGB, as PNG files take it:
+// premultiplied colour over white is colour + (255 - alpha).
+inline void opaqueRow(const std::uint32_t* row, std::size_t width, std::uint8_t* rgb) {
+  for (std::size_t x = 0; x < width; ++x) {
+    const std::uint32_t p = row[x];
+    const auto white = static_cast<std::uint32_t>(255 - (p >> 24));
+    rgb[3 * x] = static_cast<std::uint8_t>(((p >> 16) & 0xFF) + white);
+    rgb[3 * x + 1] = static_cast<std::uint8_t>(((p >> 8) & 0xFF) + white);
+    rgb[3 * x + 2] = static_cast<std::uint8_t>((p & 0xFF) + white);
+  }
 }
 
 // True when raster holds width × height pixels and rect is a finite area to draw it into.
