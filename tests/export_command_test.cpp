@@ -25,11 +25,9 @@ const Bytes kPng{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 0, 0, 0, 13, 'I', 
 class ExportCommand : public ::testing::Test {
  protected:
   // The exit status and stderr of `zorvi export ARGUMENTS`.
-  std::pair<int, std::string> zorvi(const std::string& arguments) {
-    const fs::path err = scratch.path / "stderr";
-    const int status = testing::shell(quoted(ZORVI_COMMAND) + " export " +
-                                      arguments + " > /dev/null 2> " + quoted(err));
-    return {status, readText(err)};
+  static std::pair<int, std::string> zorvi(const std::string& arguments) {
+    const testing::CommandRun run = testing::runZorvi("export " + arguments);
+    return {run.status, run.err};
   }
   std::string path(const std::string& name) { return quoted(work.path / name); }
 

@@ -142,10 +142,9 @@ class NativeExport : public ::testing::Test {
   }
 
   // The exit status and stderr of `zorvi ARGUMENTS`.
-  std::pair<int, std::string> zorvi(const std::string& arguments) {
-    const fs::path err = scratch.path / "stderr";
-    const int status = testing::shell(quoted(ZORVI_COMMAND) + " " + arguments + " > /dev/null 2> " + quoted(err));
-    return {status, readText(err)};
+  static std::pair<int, std::string> zorvi(const std::string& arguments) {
+    const testing::CommandRun run = testing::runZorvi(arguments);
+    return {run.status, run.err};
   }
   std::string output(const std::string& command) {
     const fs::path out = scratch.path / "stdout";

@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "support/board_files.hpp"
 #include "support/zip_builder.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/image_decoder.hpp"
@@ -24,17 +25,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string contents(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+const auto contents = testing::readText;
 
-// Runs the built command with args, stdout discarded and stderr caught in `errors`; its exit status and stderr.
-std::pair<int, std::string> runZorvi(const std::vector<std::string>& args, const fs::path& errors) {
-  std::string command = "'" ZORVI_COMMAND "' thumbnail";
-  for (const auto& arg : args) command += " '" + arg + "'";
-  const int raw = std::system((command + " >/dev/null 2>'" + errors.string() + "'").c_str());
-  return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, contents(errors)};
+// `zorvi thumbnail ARGS`: its exit status and stderr.
+std::pair<int, std::string> runZorvi(const std::vector<std::string>& args) {
+  std::string line = "thumbnail";
+  for (const auto& arg : args) line += " " + testing::quoted(arg);
+  const testing::CommandRun run = testing::runZorvi(line);
+  return {run.status, run.err};
 }
 
 // Width and height from a PNG's header.
@@ -54,10 +52,6 @@ class ThumbnailCommand : public ::testing::Test {
   fs::path dir = fs::path(ZORVI_BINARY_DIR) / "thumbnail_command_test" /
                  ::testing::UnitTest::GetInstance()->current_test_info()->name();
   std::string out = (dir / "out.png").string();
-
-  std::pair<int, std::string> runZorvi(const std::vector<std::string>& args) const {
-    return zorvi::runZorvi(args, dir.parent_path() / (dir.filename().string() + ".stderr"));
-  }
 
   void SetUp() override {
     fs::remove_all(dir);
