@@ -19,8 +19,8 @@ namespace zorvi::testing {
 
 class TemporaryFolder {
  public:
-  TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "zorvi-test-XXXXXX").string();
+  explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+    std::string pattern = (parent / "zorvi-test-XXXXXX").string();
     path = ::mkdtemp(pattern.data());
   }
   ~TemporaryFolder() {
