@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "support/board_files.hpp"
+#include "support/image_files.hpp"
+#include "support/items.hpp"
 #include "support/test_images.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/board_renderer.hpp"
@@ -25,14 +27,11 @@ using testing::quoted;
 using testing::readFile;
 using testing::readText;
 
-Uuid id(std::uint8_t n) {
-  Uuid uuid;
-  uuid.bytes[15] = n;
-  return uuid;
-}
+using testing::contentItem;
+const auto id = testing::idNumber;
 
 CanvasItem text(std::uint8_t n, std::string content, Frame frame) {
-  return CanvasItem(id(n), TextContent{std::move(content), "#202020", 24}, frame, n, false, std::nullopt);
+  return contentItem(n, TextContent{std::move(content), "#202020", 24}, frame, n);
 }
 
 CanvasItem picture(std::uint8_t n, std::string entry, Frame frame, PixelSize natural = {64, 48},
@@ -42,13 +41,12 @@ CanvasItem picture(std::uint8_t n, std::string entry, Frame frame, PixelSize nat
 }
 
 CanvasItem shape(std::uint8_t n, std::string title, Frame frame) {
-  return CanvasItem(id(n), ShapeContent{"#C8D8E8", "#203040", 4, std::move(title), std::nullopt}, frame, n, false,
-                    std::nullopt);
+  return contentItem(n, ShapeContent{"#C8D8E8", "#203040", 4, std::move(title), std::nullopt}, frame, n);
 }
 
 CanvasItem drawing(std::uint8_t n, Frame frame) {
-  return CanvasItem(id(n), DrawingContent{{{0, 0}, {0.5, 1}, {1, 0.2}}, "#D02030", 6, DrawingContent::LineStyle::dashed},
-                    frame, n, false, std::nullopt);
+  return contentItem(n, DrawingContent{{{0, 0}, {0.5, 1}, {1, 0.2}}, "#D02030", 6, DrawingContent::LineStyle::dashed},
+                     frame, n);
 }
 
 // "Page    3 size: 594.98 x 841.75 pts" lines of pdfinfo, as (width, height) per page.
@@ -146,11 +144,7 @@ class NativeExport : public ::testing::Test {
     const testing::CommandRun run = testing::runZorvi(arguments);
     return {run.status, run.err};
   }
-  std::string output(const std::string& command) {
-    const fs::path out = scratch.path / "stdout";
-    testing::shell(command + " > " + quoted(out) + " 2>/dev/null");
-    return readText(out);
-  }
+  static std::string output(const std::string& command) { return testing::runShell(command).out; }
   std::string path(const std::string& name) { return quoted(work.path / name); }
   std::string sheetText(int sheet) {
     const std::string k = std::to_string(sheet);
@@ -158,7 +152,7 @@ class NativeExport : public ::testing::Test {
   }
 
   static Bytes *photo, *webp;
-  testing::TemporaryFolder scratch, work;
+  testing::TemporaryFolder work;
 };
 
 Bytes* NativeExport::photo = nullptr;
@@ -352,20 +346,12 @@ TEST_F(NativeExport, PNGBandsMakeTheSamePictureAsOneBitmap) {
 
 TEST_F(NativeExport, PNGCommandWritesTheScaledBoard) {
   board({picture(1, "b.png", {0, 0, 1000, 500}, {3000, 1000})});
-  const auto pngSize = [&] {
-    const Bytes bytes = readFile(work.path / "o.png");
-    if (bytes.size() < 24) return std::make_pair(0u, 0u);
-    const auto at = [&](std::size_t i) {
-      return std::uint32_t{bytes[i]} << 24 | std::uint32_t{bytes[i + 1]} << 16 | std::uint32_t{bytes[i + 2]} << 8 | bytes[i + 3];
-    };
-    return std::make_pair(at(16), at(20));
-  };
-  const std::pair<std::string, std::pair<unsigned, unsigned>> rows[] = {
+  const std::pair<std::string, std::pair<std::uint32_t, std::uint32_t>> rows[] = {
       {"", {3000, 1500}}, {"--max-edge 1200", {1200, 600}}, {"--compact", {1000, 500}}, {"--compact --max-edge=100", {100, 50}}};
   for (const auto& [options, size] : rows) {
     SCOPED_TRACE(options);
     ASSERT_EQ(zorvi("export png " + path("b.zorvi") + " " + path("o.png") + " " + options), std::make_pair(0, std::string()));
-    EXPECT_EQ(pngSize(), size);
+    EXPECT_EQ(testing::pngSize(readFile(work.path / "o.png")), size);
   }
 }
 

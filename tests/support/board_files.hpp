@@ -79,21 +79,27 @@ inline std::string quoted(const std::filesystem::path& path) {
   return text + "'";
 }
 
-#ifdef ZORVI_COMMAND
-// What a run of the command left behind.
+// What a command line left behind.
 struct CommandRun {
   int status;
   std::string out, err;
 };
 
-// Runs `zorvi ARGUMENTS` in `where`, with the leak checker of sanitizer builds kept from adding its report.
-inline CommandRun runZorvi(const std::string& arguments,
+// Runs a shell command line in `where`, catching its stdout and stderr.
+inline CommandRun runShell(const std::string& line,
                            const std::filesystem::path& where = std::filesystem::current_path()) {
   const TemporaryFolder capture;
   const auto out = capture.path / "out", err = capture.path / "err";
-  const int status = shell("cd " + quoted(where) + " && LSAN_OPTIONS=\"$LSAN_OPTIONS:print_suppressions=0\" " +
-                           quoted(ZORVI_COMMAND) + " " + arguments + " > " + quoted(out) + " 2> " + quoted(err));
+  const int status = shell("cd " + quoted(where) + " && (" + line + ") > " + quoted(out) + " 2> " + quoted(err));
   return {status, readText(out), readText(err)};
+}
+
+#ifdef ZORVI_COMMAND
+// Runs `zorvi ARGUMENTS` in `where`, with the leak checker of sanitizer builds kept from adding its report.
+inline CommandRun runZorvi(const std::string& arguments,
+                           const std::filesystem::path& where = std::filesystem::current_path()) {
+  return runShell("LSAN_OPTIONS=\"$LSAN_OPTIONS:print_suppressions=0\" " + quoted(ZORVI_COMMAND) + " " + arguments,
+                  where);
 }
 #endif
 

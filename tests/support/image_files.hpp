@@ -4,6 +4,7 @@
 #include <zlib.h>
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "support/board_files.hpp"
@@ -46,6 +47,15 @@ inline Bytes rgbaPng(std::uint32_t width, std::uint32_t height, const Bytes& rgb
   appendPngChunk(out, "IDAT", compressed);
   appendPngChunk(out, "IEND", {});
   return out;
+}
+
+// Width and height from a PNG's header; zeros when it is too short to hold them.
+inline std::pair<std::uint32_t, std::uint32_t> pngSize(const Bytes& png) {
+  if (png.size() < 24) return {0, 0};
+  const auto word = [&](std::size_t at) {
+    return std::uint32_t{png[at]} << 24 | std::uint32_t{png[at + 1]} << 16 | std::uint32_t{png[at + 2]} << 8 | png[at + 3];
+  };
+  return {word(16), word(20)};
 }
 
 }  // namespace zorvi::testing
