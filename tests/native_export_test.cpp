@@ -16,6 +16,7 @@
 #include "zorvi/board_archive.hpp"
 #include "zorvi/board_renderer.hpp"
 #include "zorvi/html_exporter.hpp"
+#include "zorvi/image_decoder.hpp"
 #include "zorvi/manifest_coding.hpp"
 #include "zorvi/native_export.hpp"
 
@@ -61,28 +62,6 @@ std::vector<std::pair<double, double>> sheetSizes(const std::string& info) {
 std::string withoutSpaces(std::string text) {
   std::erase_if(text, [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; });
   return text;
-}
-
-// A binary PPM (P6) as a Raster.
-Raster readPPM(const fs::path& path) {
-  const Bytes bytes = readFile(path);
-  Raster raster;
-  std::size_t at = 0;
-  std::vector<long> numbers;
-  while (numbers.size() < 3 && at < bytes.size()) {  // width, height, maximum after "P6"
-    while (at < bytes.size() && !std::isdigit(bytes[at])) ++at;
-    long value = 0;
-    while (at < bytes.size() && std::isdigit(bytes[at])) value = value * 10 + (bytes[at++] - '0');
-    numbers.push_back(value);
-    if (numbers.size() == 1 && value == 6) numbers.clear();  // the 6 of "P6"
-  }
-  ++at;
-  if (numbers.size() < 3) return raster;
-  raster.width = static_cast<std::int32_t>(numbers[0]);
-  raster.height = static_cast<std::int32_t>(numbers[1]);
-  for (std::size_t i = at; i + 2 < bytes.size(); i += 3)
-    raster.pixels.push_back(0xFF000000u | std::uint32_t{bytes[i]} << 16 | std::uint32_t{bytes[i + 1]} << 8 | bytes[i + 2]);
-  return raster;
 }
 
 // The share of pixels where some channel differs by more than tolerance; 1 for pictures of other sizes.
@@ -250,10 +229,10 @@ TEST_F(NativeExport, ASheetLooksLikeTheRenderersPictureOfItsTile) {
                                     text(6, "Running past the edge", {800, 1200, 400, 60})});
   ASSERT_EQ(zorvi("export pdf " + path("b.zorvi") + " " + path("b.pdf")).first, 0);
   // One pixel per world unit (110 dots per inch, which pdftoppm would round up to 910 × 1287).
-  ASSERT_EQ(testing::shell("pdftoppm -scale-to-x 909 -scale-to-y 1286 -f 1 -l 1 -singlefile " + path("b.pdf") + " " +
-                           path("sheet")),
+  ASSERT_EQ(testing::shell("pdftoppm -png -scale-to-x 909 -scale-to-y 1286 -f 1 -l 1 -singlefile " + path("b.pdf") +
+                           " " + path("sheet")),
             0);
-  const Raster sheet = readPPM(work.path / "sheet.ppm");
+  const Raster sheet = ImageDecoder::decode(readFile(work.path / "sheet.png"), 909, 1286).value_or(Raster{});
 
   const BoardLayout layout(bundle.manifest.items, {}, Frame{0, 0, 909, 1286});
   const auto reference = RasterCanvas::render(909, 1286, [&](DrawingContext& context) {
