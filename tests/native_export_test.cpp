@@ -334,39 +334,5 @@ TEST_F(NativeExport, PNGCommandWritesTheScaledBoard) {
   }
 }
 
-TEST_F(NativeExport, FailuresPrintOneLineAndLeaveNoOutput) {
-  board({text(1, "x", {0, 0, 100, 40})});
-  testing::writeFile(work.path / "empty.zorvi", BoardArchive::encode([&] {
-                       BoardBundle empty;
-                       empty.manifest = ManifestCoder::decode(testing::manifestJson());
-                       return empty;
-                     }()));
-  const auto at = [&](const std::string& name) { return "zorvi: " + (work.path / name).string() + ": "; };
-  const std::tuple<std::string, int, std::string> rows[] = {  // arguments, status, start of the line
-      {"pdf " + path("missing.zorvi") + " " + path("out"), 1, at("missing.zorvi") + "archiveCorrupt: "},
-      {"png " + path("missing.zorvi") + " " + path("out"), 1, at("missing.zorvi") + "archiveCorrupt: "},
-      {"pdf " + path("b.zorvi") + " " + path("no/dir/out"), 1, at("no/dir/out") + "filesystem: "},
-      {"png " + path("b.zorvi") + " " + path("no/dir/out"), 1, at("no/dir/out") + "filesystem: "},
-      {"pdf " + path("empty.zorvi") + " " + path("out"), 1, at("out") + "pdf: the board has nothing to draw"},
-      {"png " + path("empty.zorvi") + " " + path("out"), 1, at("out") + "png: the board has nothing to draw"},
-      {"pdf " + path("b.zorvi") + " " + path("out") + " --format b5", 2, "zorvi export: --format"},
-      {"pdf " + path("b.zorvi") + " " + path("out") + " --compact", 2, "zorvi export: unknown option --compact"},
-      {"png " + path("b.zorvi") + " " + path("out") + " --cover", 2, "zorvi export: unknown option --cover"},
-      {"png " + path("b.zorvi") + " " + path("out") + " --max-edge 40000", 2, "zorvi export: --max-edge"},
-      {"png " + path("b.zorvi") + " " + path("out") + " --max-edge=12px", 2, "zorvi export: --max-edge"},
-      {"png " + path("b.zorvi"), 2, "zorvi export: "},
-  };
-  for (const auto& [arguments, status, err] : rows) {
-    SCOPED_TRACE(arguments);
-    testing::writeFile(work.path / "out", std::string("old"));
-    const auto [gotStatus, gotErr] = zorvi("export " + arguments);
-    EXPECT_EQ(gotStatus, status);
-    EXPECT_TRUE(gotErr.starts_with(err)) << gotErr;
-    EXPECT_EQ(std::count(gotErr.begin(), gotErr.end(), '\n'), 1) << gotErr;
-    EXPECT_EQ(readText(work.path / "out"), "old");
-    EXPECT_EQ(work.names(), (std::vector<std::string>{"b.zorvi", "empty.zorvi", "out"}));
-  }
-}
-
 }  // namespace
 }  // namespace zorvi
