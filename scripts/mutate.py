@@ -35,15 +35,18 @@ BUILD_TIMEOUT = 900
 ALWAYS_BUILT = ["zorvi_text"]
 
 # The test programs that own each concern: a mutant is built and judged against these only.
+# The command's tests come last: they are slower, and they catch what only a whole run shows (limits,
+# codecs missing at run time, files left behind).
 CONCERNS = {
-    "archive": ["board_archive_test", "archive_interop_test", "archive_crash_test", "example_board_test"],
+    "archive": ["board_archive_test", "archive_interop_test", "archive_crash_test", "example_board_test",
+                "board_file_test", "zorvi_command_test", "command_safety_test", "thumbnail_command_test"],
     "manifest": ["manifest_coding_test", "document_test", "unicode_test"],
     "layout": ["board_layout_test", "board_renderer_test"],
     "geometry": ["item_geometry_test", "snapping_test", "arrangement_test", "canvas_transform_test"],
     "pages": ["pages_test", "html_exporter_test"],
-    "export": ["html_exporter_test"],
+    "export": ["html_exporter_test", "export_command_test"],
     "render": ["board_renderer_test", "board_preview_renderer_test", "thumbnail_provider_test",
-               "text_measure_test"],
+               "text_measure_test", "thumbnail_command_test", "native_export_test"],
 }
 
 # (concern, file, original text, replacement). The original must occur exactly once in the file.
