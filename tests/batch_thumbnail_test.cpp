@@ -9,11 +9,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The command, with the leak checker of sanitizer builds kept from adding its report to stderr.
-std::string quietCommand() {
-  return "LSAN_OPTIONS=\"$LSAN_OPTIONS:print_suppressions=0\" " + testing::quoted(ZORVI_COMMAND);
-}
-
 using testing::readText;
 
 class BatchThumbnail : public ::testing::Test {
@@ -27,13 +22,11 @@ class BatchThumbnail : public ::testing::Test {
     testing::writeFile(at("broken.zorvi"), std::string("not a zip"));
   }
   fs::path at(const std::string& name) const { return work.path / name; }
-  std::pair<int, std::string> zorvi(const std::string& arguments) {
-    const fs::path err = scratch.path / "stderr";
-    const int status = testing::shell("cd " + testing::quoted(work.path) + " && " + quietCommand() +
-                                      " " + arguments + " > /dev/null 2> " + testing::quoted(err));
-    return {status, readText(err)};
+  std::pair<int, std::string> zorvi(const std::string& arguments) const {
+    const testing::CommandRun run = testing::runZorvi(arguments, work.path);
+    return {run.status, run.err};
   }
-  testing::TemporaryFolder scratch, work;
+  testing::TemporaryFolder work;
 };
 
 TEST_F(BatchThumbnail, DrawsWhatSingleRunsDrawAndSumsUpTheFailures) {

@@ -24,10 +24,9 @@ const fs::path completion = fs::path(ZORVI_BINARY_DIR) / "tools/zorvi/zorvi.bash
 class CommandHelp : public ::testing::Test {
  protected:
   // Standard output and standard error of a shell line, together, and its exit status.
-  std::pair<int, std::string> run(const std::string& line) {
-    const fs::path out = scratch.path / "out";
-    const int status = testing::shell("cd " + testing::quoted(scratch.path) + " && (" + line + ") > " + testing::quoted(out) + " 2>&1");
-    return {status, readText(out)};
+  std::pair<int, std::string> run(const std::string& line) const {
+    const testing::CommandRun done = testing::runShell("(" + line + ") 2>&1", scratch.path);
+    return {done.status, done.out};
   }
   std::string zorvi(const std::string& arguments) { return run(quietCommand() + " " + arguments).second; }
   testing::TemporaryFolder scratch;
@@ -35,7 +34,9 @@ class CommandHelp : public ::testing::Test {
 
 TEST_F(CommandHelp, VersionAndEveryOptionOfEveryCommand) {
   EXPECT_EQ(run(quietCommand() + " --version"), std::make_pair(0, std::string("zorvi " ZORVI_VERSION "\n")));
-  const std::string overview = zorvi("--help");
+  const auto [helpStatus, overview] = run(quietCommand() + " --help");
+  EXPECT_EQ(helpStatus, 0);
+  EXPECT_TRUE(overview.starts_with("usage: zorvi COMMAND")) << overview;
   const std::string manual = readText(manualPage);
   std::size_t options = 0;
   const std::regex commandLine("\n  ([a-z-]+) +");

@@ -13,18 +13,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The command, with the leak checker of sanitizer builds kept from adding its report to stderr.
-std::string quietCommand() {
-  return "LSAN_OPTIONS=\"$LSAN_OPTIONS:print_suppressions=0\" " + testing::quoted(ZORVI_COMMAND);
-}
-
 using testing::readText;
 using testing::writeFile;
-
-struct Outcome {
-  int status;
-  std::string err;
-};
 
 class CommandSafety : public ::testing::Test {
  protected:
@@ -39,13 +29,8 @@ class CommandSafety : public ::testing::Test {
   }
   fs::path at(const std::string& name) const { return work.path / name; }
   // Runs zorvi in the work folder, so rows name files as a user types them.
-  Outcome zorvi(const std::string& arguments) {
-    const fs::path err = scratch.path / "stderr";
-    const int status = testing::shell("cd " + testing::quoted(work.path) + " && " + quietCommand() +
-                                      " " + arguments + " > /dev/null 2> " + testing::quoted(err));
-    return {status, readText(err)};
-  }
-  testing::TemporaryFolder scratch, work;
+  testing::CommandRun zorvi(const std::string& arguments) const { return testing::runZorvi(arguments, work.path); }
+  testing::TemporaryFolder work;
 };
 
 TEST_F(CommandSafety, RefusalsAndFailuresLeaveEveryFileAsItWas) {
@@ -75,7 +60,7 @@ TEST_F(CommandSafety, RefusalsAndFailuresLeaveEveryFileAsItWas) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.arguments);
-    const Outcome run = zorvi(row.arguments);
+    const testing::CommandRun run = zorvi(row.arguments);
     EXPECT_EQ(run.status, row.status);
     std::string line = row.line;
     if (line.ends_with("…")) {

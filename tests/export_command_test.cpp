@@ -25,11 +25,9 @@ const Bytes kPng{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 0, 0, 0, 13, 'I', 
 class ExportCommand : public ::testing::Test {
  protected:
   // The exit status and stderr of `zorvi export ARGUMENTS`.
-  std::pair<int, std::string> zorvi(const std::string& arguments) {
-    const fs::path err = scratch.path / "stderr";
-    const int status = testing::shell(quoted(ZORVI_COMMAND) + " export " +
-                                      arguments + " > /dev/null 2> " + quoted(err));
-    return {status, readText(err)};
+  static std::pair<int, std::string> zorvi(const std::string& arguments) {
+    const testing::CommandRun run = testing::runZorvi("export " + arguments);
+    return {run.status, run.err};
   }
   std::string path(const std::string& name) { return quoted(work.path / name); }
 
@@ -98,7 +96,11 @@ TEST_F(ExportCommand, FailuresPrintOneLineAndKeepTheOldOutput) {
   makeBoard();
   testing::writeFile(work.path / "gif.png", std::string("GIF89a\x01\x00\x01\x00", 10));
   testing::writeFile(work.path / "text.png", std::string("just text"));
+  BoardBundle empty;
+  empty.manifest = ManifestCoder::decode(testing::manifestJson());
+  testing::writeFile(work.path / "empty.zorvi", BoardArchive::encode(empty));
   const std::string pages = "pages " + path("b.zorvi") + " " + path("out.html");
+  const std::string out = " " + path("out.html");
   const auto at = [&](const std::string& name) { return "zorvi: " + (work.path / name).string() + ": "; };
   const std::tuple<std::string, int, std::string> rows[] = {  // arguments, status, start of the line
       {"html " + path("missing.zorvi") + " " + path("out.html"), 1, at("missing.zorvi") + "archiveCorrupt: "},
@@ -111,6 +113,18 @@ TEST_F(ExportCommand, FailuresPrintOneLineAndKeepTheOldOutput) {
       {"html " + path("b.zorvi") + " " + path("out.html") + " --cover", 2, "zorvi export: unknown option --cover"},
       {pages + " --format b5 --logo=" + path("gif.png"), 2, "zorvi export: --format"},
       {pages + " --orientation=up", 2, "zorvi export: --orientation"},
+      {"pdf " + path("missing.zorvi") + out, 1, at("missing.zorvi") + "archiveCorrupt: "},
+      {"png " + path("missing.zorvi") + out, 1, at("missing.zorvi") + "archiveCorrupt: "},
+      {"pdf " + path("b.zorvi") + " " + path("no/dir/out"), 1, at("no/dir/out") + "filesystem: "},
+      {"png " + path("b.zorvi") + " " + path("no/dir/out"), 1, at("no/dir/out") + "filesystem: "},
+      {"pdf " + path("empty.zorvi") + out, 1, at("out.html") + "pdf: the board has nothing to draw"},
+      {"png " + path("empty.zorvi") + out, 1, at("out.html") + "png: the board has nothing to draw"},
+      {"pdf " + path("b.zorvi") + out + " --format b5", 2, "zorvi export: --format"},
+      {"pdf " + path("b.zorvi") + out + " --compact", 2, "zorvi export: unknown option --compact"},
+      {"png " + path("b.zorvi") + out + " --cover", 2, "zorvi export: unknown option --cover"},
+      {"png " + path("b.zorvi") + out + " --max-edge 40000", 2, "zorvi export: --max-edge"},
+      {"png " + path("b.zorvi") + out + " --max-edge=12px", 2, "zorvi export: --max-edge"},
+      {"png " + path("b.zorvi"), 2, "zorvi export: "},
   };
   for (const auto& [arguments, status, err] : rows) {
     SCOPED_TRACE(arguments);
@@ -120,7 +134,7 @@ TEST_F(ExportCommand, FailuresPrintOneLineAndKeepTheOldOutput) {
     EXPECT_TRUE(gotErr.starts_with(err)) << gotErr;
     EXPECT_EQ(std::count(gotErr.begin(), gotErr.end(), '\n'), 1) << gotErr;
     EXPECT_EQ(readText(work.path / "out.html"), "old");
-    EXPECT_EQ(work.names(), (std::vector<std::string>{"b.zorvi", "gif.png", "out.html", "text.png"}));
+    EXPECT_EQ(work.names(), (std::vector<std::string>{"b.zorvi", "empty.zorvi", "gif.png", "out.html", "text.png"}));
   }
 }
 

@@ -17,7 +17,7 @@
 namespace zorvi {
 namespace {
 
-using testing::ByteVector;
+using ByteVector = Bytes;
 
 // Quadrants of the 64 × 48 test picture, as ARGB words: red, green / blue, white.
 constexpr std::uint32_t red = 0xFFFF0000, green = 0xFF00FF00, blue = 0xFF0000FF, white = 0xFFFFFFFF;
@@ -108,14 +108,14 @@ class ImageDecoderFiles : public ::testing::Test {
     if (!std::filesystem::exists(cache)) {
       std::error_code error;
       std::filesystem::create_directories(cache.parent_path(), error);
-      testing::ScratchDirectory scratch(cache.parent_path());
+      testing::TemporaryFolder scratch(cache.parent_path());
       for (const auto& [name, command] : commands) {
-        if (!testing::run("cd " + scratch.path().string() + " && " + command)) {
+        if (testing::shell("cd " + testing::quoted(scratch.path) + " && " + command + " >/dev/null 2>&1") != 0) {
           setUpFailure_ = "could not make " + name + " with: " + command;
           return;
         }
       }
-      std::filesystem::rename(scratch.path(), cache, error);  // fails harmlessly when a parallel run won
+      std::filesystem::rename(scratch.path, cache, error);  // fails harmlessly when a parallel run won
     }
     files_ = new std::map<std::string, ByteVector>;
     for (const auto& [name, command] : commands) (*files_)[name] = testing::readFile(cache / name);

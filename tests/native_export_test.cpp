@@ -10,10 +10,13 @@
 #include <vector>
 
 #include "support/board_files.hpp"
+#include "support/image_files.hpp"
+#include "support/items.hpp"
 #include "support/test_images.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/board_renderer.hpp"
 #include "zorvi/html_exporter.hpp"
+#include "zorvi/image_decoder.hpp"
 #include "zorvi/manifest_coding.hpp"
 #include "zorvi/native_export.hpp"
 
@@ -25,14 +28,11 @@ using testing::quoted;
 using testing::readFile;
 using testing::readText;
 
-Uuid id(std::uint8_t n) {
-  Uuid uuid;
-  uuid.bytes[15] = n;
-  return uuid;
-}
+using testing::contentItem;
+const auto id = testing::idNumber;
 
 CanvasItem text(std::uint8_t n, std::string content, Frame frame) {
-  return CanvasItem(id(n), TextContent{std::move(content), "#202020", 24}, frame, n, false, std::nullopt);
+  return contentItem(n, TextContent{std::move(content), "#202020", 24}, frame, n);
 }
 
 CanvasItem picture(std::uint8_t n, std::string entry, Frame frame, PixelSize natural = {64, 48},
@@ -42,13 +42,12 @@ CanvasItem picture(std::uint8_t n, std::string entry, Frame frame, PixelSize nat
 }
 
 CanvasItem shape(std::uint8_t n, std::string title, Frame frame) {
-  return CanvasItem(id(n), ShapeContent{"#C8D8E8", "#203040", 4, std::move(title), std::nullopt}, frame, n, false,
-                    std::nullopt);
+  return contentItem(n, ShapeContent{"#C8D8E8", "#203040", 4, std::move(title), std::nullopt}, frame, n);
 }
 
 CanvasItem drawing(std::uint8_t n, Frame frame) {
-  return CanvasItem(id(n), DrawingContent{{{0, 0}, {0.5, 1}, {1, 0.2}}, "#D02030", 6, DrawingContent::LineStyle::dashed},
-                    frame, n, false, std::nullopt);
+  return contentItem(n, DrawingContent{{{0, 0}, {0.5, 1}, {1, 0.2}}, "#D02030", 6, DrawingContent::LineStyle::dashed},
+                     frame, n);
 }
 
 // "Page    3 size: 594.98 x 841.75 pts" lines of pdfinfo, as (width, height) per page.
@@ -63,28 +62,6 @@ std::vector<std::pair<double, double>> sheetSizes(const std::string& info) {
 std::string withoutSpaces(std::string text) {
   std::erase_if(text, [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; });
   return text;
-}
-
-// A binary PPM (P6) as a Raster.
-Raster readPPM(const fs::path& path) {
-  const Bytes bytes = readFile(path);
-  Raster raster;
-  std::size_t at = 0;
-  std::vector<long> numbers;
-  while (numbers.size() < 3 && at < bytes.size()) {  // width, height, maximum after "P6"
-    while (at < bytes.size() && !std::isdigit(bytes[at])) ++at;
-    long value = 0;
-    while (at < bytes.size() && std::isdigit(bytes[at])) value = value * 10 + (bytes[at++] - '0');
-    numbers.push_back(value);
-    if (numbers.size() == 1 && value == 6) numbers.clear();  // the 6 of "P6"
-  }
-  ++at;
-  if (numbers.size() < 3) return raster;
-  raster.width = static_cast<std::int32_t>(numbers[0]);
-  raster.height = static_cast<std::int32_t>(numbers[1]);
-  for (std::size_t i = at; i + 2 < bytes.size(); i += 3)
-    raster.pixels.push_back(0xFF000000u | std::uint32_t{bytes[i]} << 16 | std::uint32_t{bytes[i + 1]} << 8 | bytes[i + 2]);
-  return raster;
 }
 
 // The share of pixels where some channel differs by more than tolerance; 1 for pictures of other sizes.
@@ -142,16 +119,11 @@ class NativeExport : public ::testing::Test {
   }
 
   // The exit status and stderr of `zorvi ARGUMENTS`.
-  std::pair<int, std::string> zorvi(const std::string& arguments) {
-    const fs::path err = scratch.path / "stderr";
-    const int status = testing::shell(quoted(ZORVI_COMMAND) + " " + arguments + " > /dev/null 2> " + quoted(err));
-    return {status, readText(err)};
+  static std::pair<int, std::string> zorvi(const std::string& arguments) {
+    const testing::CommandRun run = testing::runZorvi(arguments);
+    return {run.status, run.err};
   }
-  std::string output(const std::string& command) {
-    const fs::path out = scratch.path / "stdout";
-    testing::shell(command + " > " + quoted(out) + " 2>/dev/null");
-    return readText(out);
-  }
+  static std::string output(const std::string& command) { return testing::runShell(command).out; }
   std::string path(const std::string& name) { return quoted(work.path / name); }
   std::string sheetText(int sheet) {
     const std::string k = std::to_string(sheet);
@@ -159,7 +131,7 @@ class NativeExport : public ::testing::Test {
   }
 
   static Bytes *photo, *webp;
-  testing::TemporaryFolder scratch, work;
+  testing::TemporaryFolder work;
 };
 
 Bytes* NativeExport::photo = nullptr;
@@ -257,10 +229,10 @@ TEST_F(NativeExport, ASheetLooksLikeTheRenderersPictureOfItsTile) {
                                     text(6, "Running past the edge", {800, 1200, 400, 60})});
   ASSERT_EQ(zorvi("export pdf " + path("b.zorvi") + " " + path("b.pdf")).first, 0);
   // One pixel per world unit (110 dots per inch, which pdftoppm would round up to 910 × 1287).
-  ASSERT_EQ(testing::shell("pdftoppm -scale-to-x 909 -scale-to-y 1286 -f 1 -l 1 -singlefile " + path("b.pdf") + " " +
-                           path("sheet")),
+  ASSERT_EQ(testing::shell("pdftoppm -png -scale-to-x 909 -scale-to-y 1286 -f 1 -l 1 -singlefile " + path("b.pdf") +
+                           " " + path("sheet")),
             0);
-  const Raster sheet = readPPM(work.path / "sheet.ppm");
+  const Raster sheet = ImageDecoder::decode(readFile(work.path / "sheet.png"), 909, 1286).value_or(Raster{});
 
   const BoardLayout layout(bundle.manifest.items, {}, Frame{0, 0, 909, 1286});
   const auto reference = RasterCanvas::render(909, 1286, [&](DrawingContext& context) {
@@ -353,54 +325,12 @@ TEST_F(NativeExport, PNGBandsMakeTheSamePictureAsOneBitmap) {
 
 TEST_F(NativeExport, PNGCommandWritesTheScaledBoard) {
   board({picture(1, "b.png", {0, 0, 1000, 500}, {3000, 1000})});
-  const auto pngSize = [&] {
-    const Bytes bytes = readFile(work.path / "o.png");
-    if (bytes.size() < 24) return std::make_pair(0u, 0u);
-    const auto at = [&](std::size_t i) {
-      return std::uint32_t{bytes[i]} << 24 | std::uint32_t{bytes[i + 1]} << 16 | std::uint32_t{bytes[i + 2]} << 8 | bytes[i + 3];
-    };
-    return std::make_pair(at(16), at(20));
-  };
-  const std::pair<std::string, std::pair<unsigned, unsigned>> rows[] = {
+  const std::pair<std::string, std::pair<std::uint32_t, std::uint32_t>> rows[] = {
       {"", {3000, 1500}}, {"--max-edge 1200", {1200, 600}}, {"--compact", {1000, 500}}, {"--compact --max-edge=100", {100, 50}}};
   for (const auto& [options, size] : rows) {
     SCOPED_TRACE(options);
     ASSERT_EQ(zorvi("export png " + path("b.zorvi") + " " + path("o.png") + " " + options), std::make_pair(0, std::string()));
-    EXPECT_EQ(pngSize(), size);
-  }
-}
-
-TEST_F(NativeExport, FailuresPrintOneLineAndLeaveNoOutput) {
-  board({text(1, "x", {0, 0, 100, 40})});
-  testing::writeFile(work.path / "empty.zorvi", BoardArchive::encode([&] {
-                       BoardBundle empty;
-                       empty.manifest = ManifestCoder::decode(testing::manifestJson());
-                       return empty;
-                     }()));
-  const auto at = [&](const std::string& name) { return "zorvi: " + (work.path / name).string() + ": "; };
-  const std::tuple<std::string, int, std::string> rows[] = {  // arguments, status, start of the line
-      {"pdf " + path("missing.zorvi") + " " + path("out"), 1, at("missing.zorvi") + "archiveCorrupt: "},
-      {"png " + path("missing.zorvi") + " " + path("out"), 1, at("missing.zorvi") + "archiveCorrupt: "},
-      {"pdf " + path("b.zorvi") + " " + path("no/dir/out"), 1, at("no/dir/out") + "filesystem: "},
-      {"png " + path("b.zorvi") + " " + path("no/dir/out"), 1, at("no/dir/out") + "filesystem: "},
-      {"pdf " + path("empty.zorvi") + " " + path("out"), 1, at("out") + "pdf: the board has nothing to draw"},
-      {"png " + path("empty.zorvi") + " " + path("out"), 1, at("out") + "png: the board has nothing to draw"},
-      {"pdf " + path("b.zorvi") + " " + path("out") + " --format b5", 2, "zorvi export: --format"},
-      {"pdf " + path("b.zorvi") + " " + path("out") + " --compact", 2, "zorvi export: unknown option --compact"},
-      {"png " + path("b.zorvi") + " " + path("out") + " --cover", 2, "zorvi export: unknown option --cover"},
-      {"png " + path("b.zorvi") + " " + path("out") + " --max-edge 40000", 2, "zorvi export: --max-edge"},
-      {"png " + path("b.zorvi") + " " + path("out") + " --max-edge=12px", 2, "zorvi export: --max-edge"},
-      {"png " + path("b.zorvi"), 2, "zorvi export: "},
-  };
-  for (const auto& [arguments, status, err] : rows) {
-    SCOPED_TRACE(arguments);
-    testing::writeFile(work.path / "out", std::string("old"));
-    const auto [gotStatus, gotErr] = zorvi("export " + arguments);
-    EXPECT_EQ(gotStatus, status);
-    EXPECT_TRUE(gotErr.starts_with(err)) << gotErr;
-    EXPECT_EQ(std::count(gotErr.begin(), gotErr.end(), '\n'), 1) << gotErr;
-    EXPECT_EQ(readText(work.path / "out"), "old");
-    EXPECT_EQ(work.names(), (std::vector<std::string>{"b.zorvi", "empty.zorvi", "out"}));
+    EXPECT_EQ(testing::pngSize(readFile(work.path / "o.png")), size);
   }
 }
 

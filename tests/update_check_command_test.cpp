@@ -9,23 +9,12 @@ namespace zorvi {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::quoted;
-using testing::readText;
-
-struct Outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
 
 class UpdateCheckCommand : public ::testing::Test {
  protected:
-  Outcome run(const std::string& arguments, const std::string& feed = "") {
+  testing::CommandRun run(const std::string& arguments, const std::string& feed = "") {
     testing::writeFile(folder.path / "feed.json", feed);
-    const int status = testing::shell("cd " + quoted(folder.path) + " && " +
-                                      quoted(ZORVI_COMMAND) +
-                                      " update-check " + arguments + " > stdout 2> stderr");
-    return {status, readText(folder.path / "stdout"), readText(folder.path / "stderr")};
+    return testing::runZorvi("update-check " + arguments, folder.path);
   }
 
   testing::TemporaryFolder folder;
@@ -41,7 +30,7 @@ TEST_F(UpdateCheckCommand, AnswersOnOneLineWithExitZero) {
   };
   for (const auto& [arguments, answer] : rows) {
     SCOPED_TRACE(arguments);
-    const Outcome outcome = run(arguments, feed);
+    const testing::CommandRun outcome = run(arguments, feed);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, answer);
     EXPECT_EQ(outcome.err, "");
@@ -61,14 +50,14 @@ TEST_F(UpdateCheckCommand, FailuresPrintOneLine) {
   };
   for (const auto& [arguments, feed, line] : rows) {
     SCOPED_TRACE(line);
-    const Outcome outcome = run(arguments, feed);
+    const testing::CommandRun outcome = run(arguments, feed);
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.err, line);
     EXPECT_EQ(outcome.out, "");
   }
   for (const char* usage : {"1.0", "1.0 feed.json extra", "--fast 1.0 feed.json"}) {
     SCOPED_TRACE(usage);
-    const Outcome outcome = run(usage, "{}");
+    const testing::CommandRun outcome = run(usage, "{}");
     EXPECT_EQ(outcome.status, 2);
     EXPECT_NE(outcome.err.find("usage: zorvi update-check VERSION FEED.json"), std::string::npos)
         << outcome.err;

@@ -47,13 +47,10 @@ TEST(ZorviInfo, ListsEachImageItemsFormatAndMissingEntries) {
   const testing::TemporaryFolder folder;
   BoardArchive::write(bundle, folder.path / "board.zorvi");
 
-  const auto out = folder.path / "out.txt", err = folder.path / "err.txt";
-  const int status = testing::shell(quoted(ZORVI_COMMAND) +
-                                    " info " + quoted(folder.path / "board.zorvi") + " > " + quoted(out) + " 2> " +
-                                    quoted(err));
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(testing::readText(err), "");
-  const std::string text = testing::readText(out);
+  const testing::CommandRun run = testing::runZorvi("info " + quoted(folder.path / "board.zorvi"));
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "");
+  const std::string& text = run.out;
   EXPECT_NE(text.find("image items:\n"), std::string::npos) << text;
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);

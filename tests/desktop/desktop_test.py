@@ -10,7 +10,7 @@ Every thumbnail is compared with the renderer's own picture (reference_picture),
 Exit 0 when everything held, 1 on the first failure, 77 (ctest's SKIP) when a part cannot run here.
 """
 
-import configparser, hashlib, json, math, os, resource, shutil, struct, subprocess, sys, tempfile, time
+import configparser, hashlib, json, os, resource, shutil, struct, subprocess, sys, tempfile, time
 import zipfile, zlib
 
 BOARD_TYPE = "application/x-zorvi-board"
@@ -109,44 +109,6 @@ def copy_of_example(source_dir, folder, name="Harbour Light.zorvi"):
     return board
 
 
-def manifest_of(board):
-    with zipfile.ZipFile(board) as archive:
-        return json.loads(archive.read("manifest.json"))
-
-
-def content_bounds(manifest):
-    """The board's extent: the union of the item frames, drawings grown by half their stroke."""
-    boxes = []
-    for item in manifest["items"]:
-        f = item["frame"]
-        pad = item["drawing"].get("strokeWidth", 3) / 2 if item.get("type") == "drawing" and item.get("drawing") else 0
-        boxes.append((f["x"] - pad, f["y"] - pad, f["x"] + f["width"] + pad, f["y"] + f["height"] + pad))
-    return (min(b[0] for b in boxes), min(b[1] for b in boxes), max(b[2] for b in boxes), max(b[3] for b in boxes))
-
-
-def expected_pixels(manifest, size):
-    left, top, right, bottom = content_bounds(manifest)
-    width, height = right - left, bottom - top
-    scale = size / max(width, height)
-    # halves away from zero, never below one pixel
-    return max(1, math.floor(width * scale + 0.5)), max(1, math.floor(height * scale + 0.5))
-
-
-def probes(manifest):
-    """World points whose colour is known: the middle of every image (each has one dominant
-    colour there), the canvas between the two sections, and the filled section below its images."""
-    dominant = {"jpg": "#E63946", "png": "#1D4ED8", "webp": "#2A9D55", "avif": "#F4B400"}
-    points = []
-    for item in manifest["items"]:
-        if item.get("type", "image") == "image":
-            f = item["frame"]
-            colour = dominant[item["image"].rsplit(".", 1)[1]]
-            points.append((item["image"], f["x"] + f["width"] / 2, f["y"] + f["height"] / 2, colour))
-    points.append(("canvas", 920, 300, manifest["board"]["canvas"]["backgroundColor"]))
-    points.append(("filled section", 450, 470, "#E8DCCA"))
-    return points
-
-
 def load_png(path):
     """Width, height and a pixel reader; loading through gdk-pixbuf also proves the PNG is whole."""
     import gi
@@ -160,21 +122,6 @@ def pixbuf_reader(pixbuf):
     def pixel(x, y):
         return tuple(data[y * stride + x * channels:y * stride + (x + 1) * channels])
     return pixbuf.get_width(), pixbuf.get_height(), pixel
-
-
-def check_picture(label, picture, manifest, size):
-    width, height, pixel = picture
-    want = expected_pixels(manifest, size)
-    check((width, height) == want, f"{label}: picture is {width}x{height}, want {want[0]}x{want[1]}")
-    left, top, right, _ = content_bounds(manifest)
-    scale = width / (right - left)
-    for name, x, y, colour in probes(manifest):
-        px, py = min(width - 1, int((x - left) * scale)), min(height - 1, int((y - top) * scale))
-        got = pixel(px, py)
-        check(len(got) == 3 or got[3] == 255, f"{label}: pixel ({px}, {py}) is not opaque: {got}")
-        want_rgb = tuple(int(colour[i:i + 2], 16) for i in (1, 3, 5))
-        check(all(abs(g - w) <= 28 for g, w in zip(got[:3], want_rgb)),
-              f"{label}: {name} at ({px}, {py}) is {got[:3]}, want about {want_rgb} ({colour})")
 
 
 # ---- comparing with the renderer's own picture ----
@@ -311,7 +258,6 @@ def part_exec(build_dir, source_dir, sanitized):
               f"TryExec {entry.get('TryExec')!r} is not found on the installed PATH")
         # File managers pass names as they are: blanks and non-ASCII letters included.
         board = copy_of_example(source_dir, prefix.work, "Hafen Übersicht.zorvi")
-        manifest = manifest_of(board)
         # A working folder beside a lib/ tree that is not the installed one: nothing may be taken from it.
         decoy = os.path.join(prefix.work, "decoy")
         for module in ("bin/zorvi/zorvi-text.so", "lib/zorvi/zorvi-text.so"):
@@ -326,9 +272,7 @@ def part_exec(build_dir, source_dir, sanitized):
             check(done.returncode == 0, f"{label}: exit {done.returncode}: {done.stderr.strip()}")
             check(done.stderr == "", f"{label}: stderr is not empty: {done.stderr.strip()}")
             check(os.listdir(out_dir) == ["thumbnail.png"], f"{label}: wrote {sorted(os.listdir(out_dir))}, want only %o")
-            picture = load_png(output)
-            check_picture(label, picture, manifest, size)
-            check_matches_reference(label, picture, board, size, prefix.work)
+            check_matches_reference(label, load_png(output), board, size, prefix.work)
 
 
 def part_hostile(build_dir, source_dir, sanitized):
@@ -383,7 +327,6 @@ def part_factory(build_dir, source_dir, sanitized):
         from gi.repository import Gio, GnomeDesktop
 
         local = copy_of_example(source_dir, prefix.work)
-        manifest = manifest_of(local)
         uri = Gio.File.new_for_path(local).get_uri()
         mtime = int(os.stat(local).st_mtime)
         entry = prefix.thumbnailer()
@@ -397,16 +340,14 @@ def part_factory(build_dir, source_dir, sanitized):
                 raise Failure(f"{label}: generate_thumbnail failed: {error}")
             check(pixbuf is not None and pixbuf.get_width() > 1, f"{label}: got a failure entry")
             check(os.listdir(scratch) == [], f"{label}: the thumbnailer left {os.listdir(scratch)} in its sandbox")
-            sandboxed = pixbuf_reader(pixbuf)
-            check_picture(label, sandboxed, manifest, size)
             # Without /etc/fonts the text must still be set as outside the sandbox.
-            check_matches_reference(label, sandboxed, local, size, prefix.work)
+            check_matches_reference(label, pixbuf_reader(pixbuf), local, size, prefix.work)
 
 
 def differing_pixels(a, b):
     (width, height, pa), (_, _, pb) = a, b
     return sum(1 for y in range(height) for x in range(width)
-               if any(abs(p - q) > 48 for p, q in zip(pa(x, y)[:3], pb(x, y)[:3])))
+               if any(abs(p - q) > 48 for p, q in zip(pa(x, y), pb(x, y))))
 
 
 TUMBLER_FLAVOURS = {"normal": 128, "large": 256, "x-large": 512, "xx-large": 1024}

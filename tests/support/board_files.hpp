@@ -19,8 +19,8 @@ namespace zorvi::testing {
 
 class TemporaryFolder {
  public:
-  TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "zorvi-test-XXXXXX").string();
+  explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+    std::string pattern = (parent / "zorvi-test-XXXXXX").string();
     path = ::mkdtemp(pattern.data());
   }
   ~TemporaryFolder() {
@@ -78,5 +78,29 @@ inline std::string quoted(const std::filesystem::path& path) {
   for (const char c : path.string()) text += c == '\'' ? std::string("'\\''") : std::string(1, c);
   return text + "'";
 }
+
+// What a command line left behind.
+struct CommandRun {
+  int status;
+  std::string out, err;
+};
+
+// Runs a shell command line in `where`, catching its stdout and stderr.
+inline CommandRun runShell(const std::string& line,
+                           const std::filesystem::path& where = std::filesystem::current_path()) {
+  const TemporaryFolder capture;
+  const auto out = capture.path / "out", err = capture.path / "err";
+  const int status = shell("cd " + quoted(where) + " && (" + line + ") > " + quoted(out) + " 2> " + quoted(err));
+  return {status, readText(out), readText(err)};
+}
+
+#ifdef ZORVI_COMMAND
+// Runs `zorvi ARGUMENTS` in `where`, with the leak checker of sanitizer builds kept from adding its report.
+inline CommandRun runZorvi(const std::string& arguments,
+                           const std::filesystem::path& where = std::filesystem::current_path()) {
+  return runShell("LSAN_OPTIONS=\"$LSAN_OPTIONS:print_suppressions=0\" " + quoted(ZORVI_COMMAND) + " " + arguments,
+                  where);
+}
+#endif
 
 }  // namespace zorvi::testing
