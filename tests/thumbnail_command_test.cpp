@@ -239,10 +239,10 @@ TEST_F(ThumbnailCommand, StderrHoldsOnlyItsOwnLines) {
   EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2) << lines;
   EXPECT_TRUE(lines.ends_with(leftOut)) << lines;
   // The exports decode the same picture, and keep their stderr as clean.
-  EXPECT_EQ(std::system(("'" ZORVI_COMMAND "' export png '" + cut + "' '" + out + "' 2>'" + errors.string() + "'")
-                            .c_str()),
-            0);
-  EXPECT_EQ(contents(errors), "");
+  const testing::CommandRun exported =
+      testing::runZorvi("export png " + testing::quoted(cut) + " " + testing::quoted(out));
+  EXPECT_EQ(exported.status, 0);
+  EXPECT_EQ(exported.err, "");
 }
 
 TEST_F(ThumbnailCommand, NamesACodecLibraryThatIsNotInstalled) {
