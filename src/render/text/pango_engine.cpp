@@ -8,15 +8,10 @@ namespace {
 class PangoEngine final : public Engine {
  public:
   double wrappedHeight(std::string_view text, const Font& font, double width) const override {
-    if (text.empty()) return 0;
-    return pango::height(pango::wrappedLayout(text, font, width, TextAlignment::left).get());
+    return pango::wrappedHeight(text, font, width);
   }
-  double lineWidth(std::string_view text, const Font& font) const override {
-    return pango::width(pango::lineLayout(text, font, std::nullopt).get());
-  }
-  double ascent(std::string_view text, const Font& font) const override {
-    return pango::ascent(pango::lineLayout(text, font, std::nullopt).get());
-  }
+  double lineWidth(std::string_view text, const Font& font) const override { return pango::lineWidth(text, font); }
+  double ascent(std::string_view text, const Font& font) const override { return pango::lineAscent(text, font); }
   std::size_t wrappedLineCount(std::string_view text, const Font& font, double width) const override {
     if (text.empty()) return 0;
     const pango::LayoutPtr layout = pango::wrappedLayout(text, font, width, TextAlignment::left);

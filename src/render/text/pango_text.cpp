@@ -166,4 +166,15 @@ double ascent(PangoLayout* layout) {
   return static_cast<double>(pango_layout_get_baseline(layout)) / PANGO_SCALE;
 }
 
+double wrappedHeight(std::string_view text, const Font& font, double width) {
+  if (text.empty()) return 0;
+  return height(wrappedLayout(text, font, width, TextAlignment::left).get());
+}
+
+double lineWidth(std::string_view text, const Font& font) { return width(lineLayout(text, font, std::nullopt).get()); }
+
+double lineAscent(std::string_view text, const Font& font) {
+  return ascent(lineLayout(text, font, std::nullopt).get());
+}
+
 }  // namespace zorvi::pango

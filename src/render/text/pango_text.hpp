@@ -28,4 +28,10 @@ double height(PangoLayout* layout);
 double width(PangoLayout* layout);
 double ascent(PangoLayout* layout);
 
+// What a TextMeasurer reports, measured on these layouts: the height of wrapped text (0 when empty),
+// and the width and ascent of one line.
+double wrappedHeight(std::string_view text, const Font& font, double width);
+double lineWidth(std::string_view text, const Font& font);
+double lineAscent(std::string_view text, const Font& font);
+
 }  // namespace zorvi::pango

@@ -18,15 +18,10 @@ using namespace cairo_shapes;
 class LayoutMeasurer final : public TextMeasurer {
  public:
   double wrappedHeight(std::string_view text, const Font& font, double width) const override {
-    if (text.empty()) return 0;
-    return pango::height(pango::wrappedLayout(text, font, width, TextAlignment::left).get());
+    return pango::wrappedHeight(text, font, width);
   }
-  double lineWidth(std::string_view text, const Font& font) const override {
-    return pango::width(pango::lineLayout(text, font, std::nullopt).get());
-  }
-  double ascent(std::string_view text, const Font& font) const override {
-    return pango::ascent(pango::lineLayout(text, font, std::nullopt).get());
-  }
+  double lineWidth(std::string_view text, const Font& font) const override { return pango::lineWidth(text, font); }
+  double ascent(std::string_view text, const Font& font) const override { return pango::lineAscent(text, font); }
 };
 
 // Cairo keeps the key with the surface and frees it with free().
