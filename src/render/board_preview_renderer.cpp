@@ -1,6 +1,10 @@
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <thread>
 
+#include "render/board_drawing.hpp"
+#include "render/image_prefetch.hpp"
 #include "zorvi/board_renderer.hpp"
 
 namespace zorvi::BoardPreviewRenderer {
@@ -34,11 +38,26 @@ std::optional<Raster> render(const BoardBundle& bundle, double maxPixel, const S
     return std::nullopt;
   const auto width = static_cast<std::int32_t>(budget->width);
   const auto height = static_cast<std::int32_t>(budget->height);
+  const ImageViewMap images = HTMLExporter::fullResolutionImageViews(bundle);
+  // Decoding is most of a thumbnail's time, and each picture's size is known from its frame: the other
+  // cores decode the next pictures while this one draws. The pixels are those the drawing would decode.
+  std::vector<render::ImagePrefetch::Job> jobs;
+  for (const auto& placed : layout.items) {
+    if (placed.item.type != CanvasItem::Type::image) continue;
+    if (const auto found = images.find(placed.item.id); found != images.end())
+      jobs.push_back({placed.item.id, found->second.data, render::targetPixels(placed.frame.width * budget->scale),
+                      render::targetPixels(placed.frame.height * budget->scale)});
+  }
+  const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+  render::ImagePrefetch prefetch(std::move(jobs), std::min(cores - 1, 3u));
+  const render::DecodeFunction decode = [&](const CanvasItem& item, std::span<const std::uint8_t> bytes,
+                                            std::int32_t w, std::int32_t h) {
+    return prefetch.take(item.id, bytes, w, h);
+  };
   return RasterCanvas::render(width, height, [&](DrawingContext& context) {
     context.fillRect({0, 0, static_cast<double>(width), static_cast<double>(height)}, {1, 1, 1, 1});
     context.scale(budget->scale, budget->scale);
-    BoardCGRenderer::draw(layout, context, HTMLExporter::fullResolutionImageViews(bundle),
-                          bundle.manifest.board.canvas.backgroundColor, onSkipped);
+    render::drawDecoding(layout, context, images, bundle.manifest.board.canvas.backgroundColor, onSkipped, decode);
   });
 }
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "render/board_drawing.hpp"
+#include "render/image_prefetch.hpp"
 #include "unicode/unicode.hpp"
 #include "zorvi/canvas_contrast.hpp"
 
@@ -31,14 +33,6 @@ Color chromeColor(std::string_view background) {
   return CanvasContrast::chromeTone(background) == CanvasContrast::ChromeTone::light ? white : black;
 }
 
-// The pixel count a drawn length covers, for asking the decoder for no more than that.
-std::int32_t targetPixels(double length) {
-  const double pixels = std::ceil(length);
-  if (!(pixels >= 1)) return 1;
-  return pixels >= std::numeric_limits<std::int32_t>::max() ? std::numeric_limits<std::int32_t>::max()
-                                                            : static_cast<std::int32_t>(pixels);
-}
-
 // A wrapped text box from the rectangle's top edge down, at least as tall as the rectangle and as tall
 // as the text needs, rounded up to a whole unit.
 void drawWrapped(DrawingContext& context, std::string_view text, const Font& font, const Color& color,
@@ -52,13 +46,18 @@ void drawWrapped(DrawingContext& context, std::string_view text, const Font& fon
 // How an image item gets onto the context; false leaves it out, caption and all.
 using ImageDrawer = std::function<bool(DrawingContext&, const CanvasItem&, const Rect&)>;
 
-std::int32_t pixelsAcross(DrawingContext& context, double width) { return targetPixels(width * context.pixelsPerUnit().x); }
-std::int32_t pixelsDown(DrawingContext& context, double height) { return targetPixels(height * context.pixelsPerUnit().y); }
+std::int32_t pixelsAcross(DrawingContext& context, double width) {
+  return render::targetPixels(width * context.pixelsPerUnit().x);
+}
+std::int32_t pixelsDown(DrawingContext& context, double height) {
+  return render::targetPixels(height * context.pixelsPerUnit().y);
+}
 
 // Hands an image's own bytes to a context that can keep them (a PDF keeps a JPEG as it is), else decodes
 // it as it is drawn, so no more than one picture is held at a time.
-ImageDrawer decodingDrawer(const ImageViewMap& images, const SkippedImageHandler& onSkipped) {
-  return [&images, &onSkipped](DrawingContext& context, const CanvasItem& item, const Rect& rect) {
+ImageDrawer decodingDrawer(const ImageViewMap& images, const SkippedImageHandler& onSkipped,
+                           const render::DecodeFunction& decode) {
+  return [&images, &onSkipped, &decode](DrawingContext& context, const CanvasItem& item, const Rect& rect) {
     const auto skip = [&](SkippedImage::Reason reason, std::string library = {}) {
       if (onSkipped) onSkipped({item.id, item.image.value_or(""), reason, std::move(library)});
       return false;
@@ -66,8 +65,8 @@ ImageDrawer decodingDrawer(const ImageViewMap& images, const SkippedImageHandler
     const auto found = images.find(item.id);
     if (found == images.end()) return skip(SkippedImage::Reason::missingEntry);
     if (context.drawEncodedImage(found->second.data, rect)) return true;
-    const auto raster = ImageDecoder::decode(found->second.data, pixelsAcross(context, rect.width),
-                                             pixelsDown(context, rect.height));
+    const auto raster =
+        decode(item, found->second.data, pixelsAcross(context, rect.width), pixelsDown(context, rect.height));
     if (raster) {
       context.drawImage(*raster, rect);
       return true;
@@ -228,7 +227,11 @@ void draw(const BoardLayout& layout, DrawingContext& context, const ImageMap& im
 
 void draw(const BoardLayout& layout, DrawingContext& context, const ImageViewMap& images,
           std::string_view backgroundHex, const SkippedImageHandler& onSkipped) {
-  drawLayout(layout, context, decodingDrawer(images, onSkipped), backgroundHex);
+  const render::DecodeFunction decode = [](const CanvasItem&, std::span<const std::uint8_t> bytes,
+                                           std::int32_t width, std::int32_t height) {
+    return ImageDecoder::decode(bytes, width, height);
+  };
+  drawLayout(layout, context, decodingDrawer(images, onSkipped, decode), backgroundHex);
 }
 
 void draw(const BoardLayout& layout, DrawingContext& context, const ImageProvider& images,
@@ -237,3 +240,13 @@ void draw(const BoardLayout& layout, DrawingContext& context, const ImageProvide
 }
 
 }  // namespace zorvi::BoardCGRenderer
+
+namespace zorvi::render {
+
+void drawDecoding(const BoardLayout& layout, DrawingContext& context, const ImageViewMap& images,
+                  std::string_view backgroundHex, const SkippedImageHandler& onSkipped, const DecodeFunction& decode) {
+  BoardCGRenderer::drawLayout(layout, context, BoardCGRenderer::decodingDrawer(images, onSkipped, decode),
+                              backgroundHex);
+}
+
+}  // namespace zorvi::render
