@@ -14,6 +14,8 @@
 #include <turbojpeg.h>
 #include <webp/decode.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
@@ -21,6 +23,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -158,6 +161,29 @@ int main(int argc, char** argv) {
       benchmark::DoNotOptimize(pixels);
     }
     tjDestroy(tj);
+  })->Unit(benchmark::kMillisecond)->UseRealTime();
+  // The same decodes shared by every core, each taking the next image: the floor of a renderer that
+  // decodes in parallel.
+  benchmark::RegisterBenchmark("floor_parallel", [&jobs](benchmark::State& state) {
+    const unsigned threads = std::max(1u, std::thread::hardware_concurrency());
+    for (auto _ : state) {
+      std::atomic<std::size_t> next{0}, pixels{0};
+      const auto work = [&] {
+        tjhandle tj = tjInitDecompress();
+        std::vector<unsigned char> buffer;
+        for (std::size_t i; (i = next++) < jobs.size();) {
+          pixels += decode(jobs[i], tj, buffer);
+          std::vector<unsigned char>().swap(buffer);
+        }
+        tjDestroy(tj);
+      };
+      {
+        std::vector<std::jthread> others;
+        for (unsigned t = 1; t < threads; ++t) others.emplace_back(work);
+        work();
+      }
+      benchmark::DoNotOptimize(pixels.load());
+    }
   })->Unit(benchmark::kMillisecond)->UseRealTime();
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();

@@ -39,8 +39,8 @@ std::optional<Raster> render(const BoardBundle& bundle, double maxPixel, const S
   const auto width = static_cast<std::int32_t>(budget->width);
   const auto height = static_cast<std::int32_t>(budget->height);
   const ImageViewMap images = HTMLExporter::fullResolutionImageViews(bundle);
-  // Decoding is most of a thumbnail's time, and each picture's size is known from its frame: the other
-  // cores decode the next pictures while this one draws. The pixels are those the drawing would decode.
+  // Decoding is most of a thumbnail's time, and each picture's size is known from its frame: threads
+  // decode the next pictures while one is drawn. The pixels are those the drawing would decode.
   std::vector<render::ImagePrefetch::Job> jobs;
   for (const auto& placed : layout.items) {
     if (placed.item.type != CanvasItem::Type::image) continue;
@@ -48,8 +48,9 @@ std::optional<Raster> render(const BoardBundle& bundle, double maxPixel, const S
       jobs.push_back({placed.item.id, found->second.data, render::targetPixels(placed.frame.width * budget->scale),
                       render::targetPixels(placed.frame.height * budget->scale)});
   }
+  // The drawing waits while they decode, so every core gets a decoder; one core decodes as it draws.
   const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
-  render::ImagePrefetch prefetch(std::move(jobs), std::min(cores - 1, 3u));
+  render::ImagePrefetch prefetch(std::move(jobs), cores > 1 ? std::min(cores, 4u) : 0u);
   const render::DecodeFunction decode = [&](const CanvasItem& item, std::span<const std::uint8_t> bytes,
                                             std::int32_t w, std::int32_t h) {
     return prefetch.take(item.id, bytes, w, h);
