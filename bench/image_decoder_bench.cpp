@@ -13,7 +13,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using zorvi::testing::ByteVector;
+using ByteVector = zorvi::Bytes;
 
 const fs::path& imageDirectory() {
   static const fs::path directory = [] {
@@ -29,7 +29,7 @@ const ByteVector& image(const std::string& name, const std::string& command) {
   static std::map<std::string, ByteVector> loaded;
   if (auto found = loaded.find(name); found != loaded.end()) return found->second;
   const fs::path path = imageDirectory() / name;
-  if (!fs::exists(path) && !zorvi::testing::run("cd " + imageDirectory().string() + " && " + command)) {
+  if (!fs::exists(path) && zorvi::testing::shell("cd " + imageDirectory().string() + " && " + command) != 0) {
     static const ByteVector none;
     return none;
   }
