@@ -5,14 +5,21 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <future>
 #include <limits>
 #include <map>
 #include <memory>
+#include <numeric>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <tuple>
+#include <vector>
 
 #include "render/cairo/cairo_context.hpp"
 #include "render/cairo/cairo_shapes.hpp"
+#include "render/image_prefetch.hpp"
 #include "render/jpeg_encoder.hpp"
 #include "render/text/text_engine.hpp"
 #include "unicode/unicode.hpp"
@@ -290,9 +297,10 @@ class BandContext final : public DrawingContext {
     double lastRow = 0;
   };
   using Cache = std::map<Key, Decoded>;
+  using Decode = std::function<std::optional<Raster>(std::span<const std::uint8_t>, std::int32_t, std::int32_t)>;
 
-  BandContext(DrawingContext& band, Cache& cache, Rows rows, double pictureHeight, double scale)
-      : band_(band), cache_(cache), rows_(rows), pictureHeight_(pictureHeight), scale_(scale) {}
+  BandContext(DrawingContext& band, Cache& cache, const Decode& decode, Rows rows, double pictureHeight, double scale)
+      : band_(band), cache_(cache), decode_(decode), rows_(rows), pictureHeight_(pictureHeight), scale_(scale) {}
 
   void fillRect(const Rect& rect, const Color& color) override { band_.fillRect(rect, color); }
   void strokeRect(const Rect& rect, const Color& color, double width) override { band_.strokeRect(rect, color, width); }
@@ -310,7 +318,8 @@ class BandContext final : public DrawingContext {
     auto [entry, added] = cache_.try_emplace(Key{bytes.data(), rect.x, rect.y, rect.width, rect.height});
     if (added) {
       const Point ppu = band_.pixelsPerUnit();
-      entry->second.raster = ImageDecoder::decode(bytes, pixels(rect.width * ppu.x), pixels(rect.height * ppu.y));
+      entry->second.raster =
+          decode_(bytes, render::targetPixels(rect.width * ppu.x), render::targetPixels(rect.height * ppu.y));
       entry->second.lastRow = covered.last;
     }
     if (!entry->second.raster) return false;
@@ -333,12 +342,6 @@ class BandContext final : public DrawingContext {
   }
 
  private:
-  static std::int32_t pixels(double length) {
-    const double whole = std::ceil(length);
-    if (!(whole >= 1)) return 1;
-    return whole >= std::numeric_limits<std::int32_t>::max() ? std::numeric_limits<std::int32_t>::max()
-                                                             : static_cast<std::int32_t>(whole);
-  }
   // The rows a span of y-up layout units covers, widened by margin units for glyphs that stand out.
   Rows rowsOf(double bottom, double top, double margin) const {
     return {pictureHeight_ - (top + margin) * scale_, pictureHeight_ - (bottom - margin) * scale_};
@@ -347,6 +350,7 @@ class BandContext final : public DrawingContext {
 
   DrawingContext& band_;
   Cache& cache_;
+  const Decode& decode_;
   Rows rows_;
   double pictureHeight_, scale_;
 };
@@ -485,41 +489,90 @@ std::optional<NativeExportError> write(const BoardBundle& bundle, const ImageVie
   const auto width = static_cast<std::size_t>(size->width);
   const auto height = static_cast<std::size_t>(size->height);
   const std::size_t bandRows = std::clamp<std::size_t>(bandBytes / (width * 4), 1, height);
-  cairo_surface_t* surface =
-      cairo_image_surface_create(CAIRO_FORMAT_ARGB32, size->width, static_cast<int>(bandRows));
-  const std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)> owner(surface, cairo_surface_destroy);
-  if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) return NativeExportError::drawingFailed;
+  // Two bands: one is encoded on another core while the next is drawn, as encoding costs about as much
+  // as drawing.
+  using SurfaceOwner = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
+  std::vector<SurfaceOwner> surfaces;
+  for (int n = 0; n < 2; ++n) {
+    surfaces.emplace_back(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, size->width, static_cast<int>(bandRows)),
+                          cairo_surface_destroy);
+    if (cairo_surface_status(surfaces.back().get()) != CAIRO_STATUS_SUCCESS) return NativeExportError::drawingFailed;
+  }
+  const bool overlap = std::thread::hardware_concurrency() > 1;
+
+  std::vector<std::uint8_t> rgb(width * 3);
+  const auto encode = [&, ctx = ctx.get()](cairo_surface_t* surface, std::size_t first, std::size_t rows) {
+    cairo_surface_flush(surface);
+    const unsigned char* pixels = cairo_image_surface_get_data(surface);
+    const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface));
+    for (std::size_t y = 0; y < rows; ++y) {
+      cairo_shapes::opaqueRow(reinterpret_cast<const std::uint32_t*>(pixels + y * stride), width, rgb.data());
+      const int status = spng_encode_row(ctx, rgb.data(), rgb.size());
+      // The last row finishes the file and reports its end.
+      if (status != 0 && !(status == SPNG_EOI && first + y + 1 == height)) return false;
+    }
+    return true;
+  };
+  std::future<bool> encoding;
+  const auto encoded = [&] { return !encoding.valid() || encoding.get(); };
+
+  // Pictures decode on the other cores in the order the bands ask for them, a few ahead.
+  std::vector<render::ImagePrefetch::Job> jobs;
+  std::vector<std::size_t> firstBands;
+  std::map<const std::uint8_t*, Uuid> itemOfBytes;
+  for (const auto& placed : layout.items) {
+    if (placed.item.type != CanvasItem::Type::image) continue;
+    const auto found = images.find(placed.item.id);
+    if (found == images.end()) continue;
+    const double top = std::clamp(placed.frame.y * size->scale, 0.0, static_cast<double>(height));
+    firstBands.push_back(static_cast<std::size_t>(top) / bandRows);
+    jobs.push_back({placed.item.id, found->second.data, render::targetPixels(placed.frame.width * size->scale),
+                    render::targetPixels(placed.frame.height * size->scale)});
+    itemOfBytes.try_emplace(found->second.data.data(), placed.item.id);
+  }
+  std::vector<std::size_t> order(jobs.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return firstBands[a] < firstBands[b]; });
+  std::vector<render::ImagePrefetch::Job> ordered;
+  for (const std::size_t i : order) ordered.push_back(jobs[i]);
+  const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+  render::ImagePrefetch prefetch(std::move(ordered), cores > 1 ? std::min(cores, 4u) : 0u);
+  const BandContext::Decode decode = [&](std::span<const std::uint8_t> bytes, std::int32_t w, std::int32_t h) {
+    const auto item = itemOfBytes.find(bytes.data());
+    return item != itemOfBytes.end() ? prefetch.take(item->second, bytes, w, h) : ImageDecoder::decode(bytes, w, h);
+  };
 
   BandContext::Cache decoded;
-  std::vector<std::uint8_t> rgb(width * 3);
   const std::string_view background = bundle.manifest.board.canvas.backgroundColor;
-  for (std::size_t first = 0; first < height; first += bandRows) {
+  for (std::size_t first = 0, index = 0; first < height; first += bandRows, ++index) {
     const std::size_t rows = std::min(bandRows, height - first);
+    cairo_surface_t* surface = surfaces[index % 2].get();
     cairo_t* cr = cairo_create(surface);
     cairo_set_source_rgb(cr, 1, 1, 1);
     cairo_paint(cr);
     cairo_translate(cr, 0, -static_cast<double>(first));
     {
       CairoContext picture(cr, static_cast<double>(height));
-      BandContext band(picture, decoded, {static_cast<double>(first), static_cast<double>(first + rows)},
+      BandContext band(picture, decoded, decode, {static_cast<double>(first), static_cast<double>(first + rows)},
                        static_cast<double>(height), size->scale);
       band.scale(size->scale, size->scale);
       BoardCGRenderer::draw(layout, band, images, background);
     }
     const bool drawn = cairo_status(cr) == CAIRO_STATUS_SUCCESS;
     cairo_destroy(cr);
+    if (!encoded()) return stopped();
     if (!drawn) return NativeExportError::drawingFailed;
     BandContext::releaseAbove(decoded, static_cast<double>(first + rows));
-    cairo_surface_flush(surface);
-    const unsigned char* pixels = cairo_image_surface_get_data(surface);
-    const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface));
-    for (std::size_t y = 0; y < rows; ++y) {
-      cairo_shapes::opaqueRow(reinterpret_cast<const std::uint32_t*>(pixels + y * stride), width, rgb.data());
-      const int status = spng_encode_row(ctx.get(), rgb.data(), rgb.size());
-      // The last row finishes the file and reports its end.
-      if (status != 0 && !(status == SPNG_EOI && first + y + 1 == height)) return stopped();
+    if (overlap) {
+      try {
+        encoding = std::async(std::launch::async, encode, surface, first, rows);
+        continue;
+      } catch (const std::system_error&) {  // no thread to be had: encode here
+      }
     }
+    if (!encode(surface, first, rows)) return stopped();
   }
+  if (!encoded()) return stopped();
   return std::nullopt;
 }
 
