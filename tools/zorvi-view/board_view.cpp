@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <atomic>
+#include <mutex>
 #include <thread>
 
 #include "output_file.hpp"
@@ -63,27 +64,22 @@ void decodePreviews(const OpenBoard& board, ImageCache& cache, unsigned threads)
     if (decoded[i]) cache.insertPreview(work[i].first, std::move(decoded[i]));
 }
 
-std::vector<DecodeRequest> drawFrame(const OpenBoard& board, const ViewState& state, double deviceScale,
-                                     ImageCache& cache, std::span<std::uint32_t> pixels, std::int32_t width,
-                                     std::int32_t height, std::int32_t strideInPixels) {
-  std::vector<DecodeRequest> requests;
-  const Frame shown = visibleWorld(state);
-  const BoardLayout layout(board.bundle->manifest.items, board.captions, shown);
-  const ImageProvider provider = [&](const CanvasItem& item, std::int32_t w,
-                                     std::int32_t h) -> std::shared_ptr<const Raster> {
-    const std::int32_t longer = std::max(w, h);
-    const std::int64_t edge = decodeEdge(longer);
-    if (board.full.contains(item.id) && cache.wants(item.id, edge)) {
-      const double grow = static_cast<double>(edge) / longer;
-      requests.push_back({item.id, edge, std::max(1, static_cast<std::int32_t>(w * grow)),
-                          std::max(1, static_cast<std::int32_t>(h * grow))});
-    }
-    return cache.find(item.id);
-  };
+namespace {
+
+// Rows first to last of a frame: the same view seen through a window that starts at row first.
+void drawRows(const OpenBoard& board, const ViewState& state, double deviceScale, const ImageProvider& provider,
+              std::span<std::uint32_t> pixels, std::int32_t width, std::int32_t first, std::int32_t last,
+              std::int32_t strideInPixels) {
+  const double top = first / deviceScale;
+  const ViewState rows{state.transform.panned({0, -top}), {state.window.width, (last - first) / deviceScale},
+                       false, false};
+  const BoardLayout layout(board.bundle->manifest.items, board.captions, visibleWorld(rows));
   const double scale = state.transform.zoom * deviceScale;
   const std::string& background = board.bundle->manifest.board.canvas.backgroundColor;
+  const auto height = last - first;
   RasterCanvas::drawInto(
-      pixels, width, height, strideInPixels,
+      pixels.subspan(static_cast<std::size_t>(first) * static_cast<std::size_t>(strideInPixels)), width, height,
+      strideInPixels,
       [&](DrawingContext& context) {
         // White under the board, as on paper, when its own background can't be read.
         if (!BoardCGRenderer::cgColor(background))
@@ -92,6 +88,45 @@ std::vector<DecodeRequest> drawFrame(const OpenBoard& board, const ViewState& st
         BoardCGRenderer::draw(layout, context, provider, background);
       },
       RasterCanvas::Resampling::fast);
+}
+
+}  // namespace
+
+std::vector<DecodeRequest> drawFrame(const OpenBoard& board, const ViewState& state, double deviceScale,
+                                     ImageCache& cache, std::span<std::uint32_t> pixels, std::int32_t width,
+                                     std::int32_t height, std::int32_t strideInPixels) {
+  std::vector<DecodeRequest> requests;
+  std::mutex lock;  // the cache and the requests, for the parts drawn at once
+  const ImageProvider provider = [&](const CanvasItem& item, std::int32_t w,
+                                     std::int32_t h) -> std::shared_ptr<const Raster> {
+    const std::int32_t longer = std::max(w, h);
+    const std::int64_t edge = decodeEdge(longer);
+    const std::scoped_lock held(lock);
+    if (board.full.contains(item.id) && cache.wants(item.id, edge) &&
+        std::none_of(requests.begin(), requests.end(), [&](const DecodeRequest& r) { return r.item == item.id; })) {
+      const double grow = static_cast<double>(edge) / longer;
+      requests.push_back({item.id, edge, std::max(1, static_cast<std::int32_t>(w * grow)),
+                          std::max(1, static_cast<std::int32_t>(h * grow))});
+    }
+    return cache.find(item.id);
+  };
+  // Resampling a screenful of pictures takes one core longer than a frame lasts: the frame is drawn in
+  // horizontal parts, one per core.
+  constexpr std::int32_t rowsPerPart = 64;
+  const auto parts = static_cast<std::int32_t>(
+      std::clamp<std::int64_t>(std::min<std::int64_t>(std::thread::hardware_concurrency(), 4), 1,
+                               std::max<std::int64_t>(height / rowsPerPart, 1)));
+  const auto rowOf = [&](std::int32_t part) {
+    return static_cast<std::int32_t>(static_cast<std::int64_t>(height) * part / parts);
+  };
+  {
+    std::vector<std::jthread> others;
+    for (std::int32_t part = 1; part < parts; ++part)
+      others.emplace_back([&, part] {
+        drawRows(board, state, deviceScale, provider, pixels, width, rowOf(part), rowOf(part + 1), strideInPixels);
+      });
+    drawRows(board, state, deviceScale, provider, pixels, width, 0, rowOf(1), strideInPixels);
+  }
   return requests;
 }
 
