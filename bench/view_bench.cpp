@@ -76,6 +76,31 @@ void BM_FramePanned(benchmark::State& state) {
 }
 void BM_FrameZoomedIn(benchmark::State& state) { frame(state, 3); }
 
+// A wheel or pinch zoom as the window draws it: each step a rough frame of the window alone, steps
+// in and out by a wheel notch about the centre.
+void BM_FrameZoomStep(benchmark::State& state) {
+  const OpenBoard board = openBoard(largeBoard);
+  constexpr std::int32_t width = 3840, height = 2160;
+  constexpr double notch = 1.1;
+  ViewState view{*BoardFit::transform(board.contentFrames, {width, height}, fitPadding), {width, height}, false, false};
+  view.transform = view.transform.zoomedBy(3, {width / 2.0, height / 2.0});
+  ImageCache cache(std::size_t{1} << 30);
+  std::vector<std::uint32_t> pixels(std::size_t{width} * height);
+  ViewState zoomed = view;
+  zoomed.transform = view.transform.zoomedBy(notch, {width / 2.0, height / 2.0});
+  warm(board, view, cache, pixels, width, height);
+  warm(board, zoomed, cache, pixels, width, height);
+  ViewFrame frame;
+  frame.update(board, view, 1, cache);
+  bool in = true;
+  for (auto _ : state) {
+    frame.update(board, in ? zoomed : view, 1, cache, true);
+    in = !in;
+    benchmark::DoNotOptimize(frame.pixels().data());
+  }
+  state.counters["rough"] = frame.rough() ? 1 : 0;
+}
+
 void BM_FirstPicture(benchmark::State& state) {
   constexpr std::int32_t width = 1024, height = 720;
   std::vector<std::uint32_t> pixels(std::size_t{width} * height);
@@ -93,6 +118,7 @@ void BM_FirstPicture(benchmark::State& state) {
 BENCHMARK(BM_FrameFitted)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
 BENCHMARK(BM_FramePanned)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
 BENCHMARK(BM_FrameZoomedIn)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(BM_FrameZoomStep)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
 BENCHMARK(BM_FirstPicture)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
 
 }  // namespace

@@ -90,6 +90,20 @@ TEST(BoardView, PansWithinTheMarginMoveTheFrameInsteadOfDrawingIt) {
   frame.update(board, state, 2, cache);
   EXPECT_EQ(frame.draws(), 5u) << "a new device scale";
   EXPECT_EQ(frame.width(), 600 + 2 * ViewFrame::margin);
+
+  // A zoom gesture draws rough frames of the window alone; the first still update draws it properly.
+  const double steps2[] = {1.1, 1.1, 1.0};
+  for (const double factor : steps2) {
+    state.transform = state.transform.zoomedBy(factor, {150, 100});
+    frame.update(board, state, 2, cache, true);
+  }
+  EXPECT_EQ(frame.draws(), 7u) << "a zoom step that does not zoom draws nothing";
+  EXPECT_TRUE(frame.rough());
+  EXPECT_EQ(frame.width(), 600);
+  frame.update(board, state, 2, cache);
+  EXPECT_EQ(frame.draws(), 8u);
+  EXPECT_FALSE(frame.rough());
+  EXPECT_EQ(frame.width(), 600 + 2 * ViewFrame::margin);
 }
 
 TEST(BoardView, ExportsWriteWholeFilesOrNone) {

@@ -92,9 +92,10 @@ std::optional<Raster> render(std::int32_t width, std::int32_t height,
                              const std::function<void(DrawingContext&)>& draw);
 
 // How pictures are resampled to the size they are drawn at: smoothly (filtered, for exports and
-// thumbnails), or fast (bilinear, for pictures already decoded within twice their drawn size, as a
-// viewer holds them: ten times quicker).
-enum class Resampling { smooth, fast };
+// thumbnails), fast (bilinear, for pictures already decoded within twice their drawn size, as a
+// viewer holds them: ten times quicker), or nearest (the nearest pixel, for frames that last only
+// while the view moves: half as long again).
+enum class Resampling { smooth, fast, nearest };
 
 // Runs draw over pixels the caller owns (8-bit ARGB, premultiplied, strideInPixels apart), as render
 // does over its own bitmap, without clearing them first; false when the sizes are out of range.

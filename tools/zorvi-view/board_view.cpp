@@ -69,7 +69,7 @@ namespace {
 // Rows first to last of a frame: the same view seen through a window that starts at row first.
 void drawRows(const OpenBoard& board, const ViewState& state, double deviceScale, const ImageProvider& provider,
               std::span<std::uint32_t> pixels, std::int32_t width, std::int32_t first, std::int32_t last,
-              std::int32_t strideInPixels) {
+              std::int32_t strideInPixels, RasterCanvas::Resampling resampling) {
   const double top = first / deviceScale;
   const ViewState rows{state.transform.panned({0, -top}), {state.window.width, (last - first) / deviceScale},
                        false, false};
@@ -87,14 +87,15 @@ void drawRows(const OpenBoard& board, const ViewState& state, double deviceScale
         context.scale(scale, scale);
         BoardCGRenderer::draw(layout, context, provider, background);
       },
-      RasterCanvas::Resampling::fast);
+      resampling);
 }
 
 }  // namespace
 
 std::vector<DecodeRequest> drawFrame(const OpenBoard& board, const ViewState& state, double deviceScale,
                                      ImageCache& cache, std::span<std::uint32_t> pixels, std::int32_t width,
-                                     std::int32_t height, std::int32_t strideInPixels) {
+                                     std::int32_t height, std::int32_t strideInPixels,
+                                     RasterCanvas::Resampling resampling) {
   std::vector<DecodeRequest> requests;
   std::mutex lock;  // the cache and the requests, for the parts drawn at once
   const ImageProvider provider = [&](const CanvasItem& item, std::int32_t w,
@@ -123,17 +124,18 @@ std::vector<DecodeRequest> drawFrame(const OpenBoard& board, const ViewState& st
     std::vector<std::jthread> others;
     for (std::int32_t part = 1; part < parts; ++part)
       others.emplace_back([&, part] {
-        drawRows(board, state, deviceScale, provider, pixels, width, rowOf(part), rowOf(part + 1), strideInPixels);
+        drawRows(board, state, deviceScale, provider, pixels, width, rowOf(part), rowOf(part + 1), strideInPixels,
+                 resampling);
       });
-    drawRows(board, state, deviceScale, provider, pixels, width, 0, rowOf(1), strideInPixels);
+    drawRows(board, state, deviceScale, provider, pixels, width, 0, rowOf(1), strideInPixels, resampling);
   }
   return requests;
 }
 
 std::vector<DecodeRequest> ViewFrame::update(const OpenBoard& board, const ViewState& state, double deviceScale,
-                                             ImageCache& cache) {
-  if (drawn_ && drawn_->transform.zoom == state.transform.zoom && drawn_->window == state.window &&
-      drawn_->deviceScale == deviceScale) {
+                                             ImageCache& cache, bool zooming) {
+  const bool sameView = drawn_ && drawn_->window == state.window && drawn_->deviceScale == deviceScale;
+  if (sameView && drawn_->transform.zoom == state.transform.zoom && !drawn_->rough) {
     const auto x = static_cast<std::int32_t>(
         std::lround(margin - (state.transform.offset.x - drawn_->transform.offset.x) * deviceScale));
     const auto y = static_cast<std::int32_t>(
@@ -143,6 +145,18 @@ std::vector<DecodeRequest> ViewFrame::update(const OpenBoard& board, const ViewS
       return {};
     }
   }
+  if (zooming && sameView && drawn_->rough && drawn_->transform == state.transform) return {};
+  if (zooming && sameView && (drawn_->rough || drawn_->transform.zoom != state.transform.zoom)) {
+    // The next zoom step redraws it all anyway: no margin, and the quickest resampling.
+    width_ = static_cast<std::int32_t>(std::ceil(state.window.width * deviceScale));
+    height_ = static_cast<std::int32_t>(std::ceil(state.window.height * deviceScale));
+    pixels_.resize(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_));
+    drawn_ = Drawn{state.transform, state.window, deviceScale, true};
+    windowX_ = windowY_ = 0;
+    ++draws_;
+    return drawFrame(board, state, deviceScale, cache, pixels_, width_, height_, width_,
+                     RasterCanvas::Resampling::nearest);
+  }
   width_ = static_cast<std::int32_t>(std::ceil(state.window.width * deviceScale)) + 2 * margin;
   height_ = static_cast<std::int32_t>(std::ceil(state.window.height * deviceScale)) + 2 * margin;
   pixels_.resize(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_));
@@ -150,7 +164,7 @@ std::vector<DecodeRequest> ViewFrame::update(const OpenBoard& board, const ViewS
   const double grow = margin / deviceScale;
   const ViewState wide{state.transform.panned({grow, grow}),
                        {state.window.width + 2 * grow, state.window.height + 2 * grow}, false, false};
-  drawn_ = Drawn{state.transform, state.window, deviceScale};
+  drawn_ = Drawn{state.transform, state.window, deviceScale, false};
   windowX_ = windowY_ = margin;
   ++draws_;
   return drawFrame(board, wide, deviceScale, cache, pixels_, width_, height_, width_);

@@ -46,7 +46,8 @@ struct DecodeRequest {
 // pictures worth decoding.
 std::vector<DecodeRequest> drawFrame(const OpenBoard& board, const ViewState& state, double deviceScale,
                                      ImageCache& cache, std::span<std::uint32_t> pixels, std::int32_t width,
-                                     std::int32_t height, std::int32_t strideInPixels);
+                                     std::int32_t height, std::int32_t strideInPixels,
+                                     RasterCanvas::Resampling resampling = RasterCanvas::Resampling::fast);
 
 // The last frame, drawn larger than the window by `margin` device pixels on every side, so that a pan
 // within the margin moves it instead of drawing the board again.
@@ -56,9 +57,13 @@ class ViewFrame {
 
   // Makes the frame show state: draws it again when the zoom, the window or the device scale changed,
   // the pan left the margin, or forget() was called since; otherwise only moves the window over it.
-  // Returns the pictures worth decoding (none when nothing was drawn).
+  // While zooming, a new zoom draws a rough frame of the window alone (no margin, nearest pixels); the
+  // first update that is not zooming draws it properly. Returns the pictures worth decoding (none when
+  // nothing was drawn).
   std::vector<DecodeRequest> update(const OpenBoard& board, const ViewState& state, double deviceScale,
-                                    ImageCache& cache);
+                                    ImageCache& cache, bool zooming = false);
+  // The last frame drawn was a rough one.
+  bool rough() const { return drawn_ && drawn_->rough; }
   // New pictures arrived, or another board: the next update draws.
   void forget() { drawn_.reset(); }
 
@@ -76,6 +81,7 @@ class ViewFrame {
     CanvasTransform transform;
     CanvasSize window;
     double deviceScale = 1;
+    bool rough = false;
   };
   std::optional<Drawn> drawn_;
   std::vector<std::uint32_t> pixels_;

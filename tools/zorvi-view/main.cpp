@@ -39,6 +39,8 @@ struct Viewer : std::enable_shared_from_this<Viewer> {
   GtkWidget* note = nullptr;     // images left out
   GFileMonitor* monitor = nullptr;
   guint reloadTimer = 0;
+  guint settleTimer = 0;  // ends a zoom gesture once the zoom rests
+  bool zooming = false;
 
   std::optional<std::string> path;
   std::optional<OpenBoard> board;
@@ -60,6 +62,7 @@ struct Viewer : std::enable_shared_from_this<Viewer> {
   ~Viewer() {
     pool.reset();
     if (reloadTimer) g_source_remove(reloadTimer);
+    if (settleTimer) g_source_remove(settleTimer);
     if (monitor) g_object_unref(monitor);
   }
 };
@@ -247,7 +250,7 @@ void draw(GtkDrawingArea*, cairo_t* cr, int width, int height, gpointer data) {
     viewer.placed = true;
   }
   const int scale = gtk_widget_get_scale_factor(viewer.area);
-  const auto requests = viewer.frame.update(*viewer.board, viewer.state, scale, viewer.cache);
+  const auto requests = viewer.frame.update(*viewer.board, viewer.state, scale, viewer.cache, viewer.zooming);
   for (const auto& request : requests) {
     if (viewer.failed.contains(request.item)) continue;
     const auto it = viewer.pending.find(request.item);
@@ -269,7 +272,7 @@ void draw(GtkDrawingArea*, cairo_t* cr, int width, int height, gpointer data) {
   cairo_surface_destroy(surface);
   if (viewer.state.pageGrid) drawGrid(viewer, cr);
 
-  if (viewer.pending.empty()) queueSnapshot(viewer);
+  if (viewer.pending.empty() && !viewer.frame.rough()) queueSnapshot(viewer);
 }
 
 void act(Viewer& viewer, Action action) {
@@ -285,11 +288,29 @@ void act(Viewer& viewer, Action action) {
   redraw(viewer);
 }
 
+// Wheel and pinch zooms come many a second: rough frames while they do, a proper one once the zoom
+// has rested a moment.
+void zoomStepped(Viewer& viewer) {
+  viewer.zooming = true;
+  if (viewer.settleTimer) g_source_remove(viewer.settleTimer);
+  viewer.settleTimer = g_timeout_add(
+      150,
+      +[](gpointer data) {
+        auto& v = *static_cast<Viewer*>(data);
+        v.settleTimer = 0;
+        v.zooming = false;
+        redraw(v);
+        return G_SOURCE_REMOVE;
+      },
+      &viewer);
+  redraw(viewer);
+}
+
 void zoomAtPointer(Viewer& viewer, double factor) {
   const CanvasSize size = areaSize(viewer);
   const CanvasPoint about = viewer.pointer.value_or(CanvasPoint{size.width / 2, size.height / 2});
   viewer.state.transform = viewer.state.transform.zoomedBy(factor, about);
-  redraw(viewer);
+  zoomStepped(viewer);
 }
 
 void connectInput(const std::shared_ptr<Viewer>& shared) {
@@ -354,7 +375,7 @@ void connectInput(const std::shared_ptr<Viewer>& shared) {
                      double x = 0, y = 0;
                      gtk_gesture_get_bounding_box_center(GTK_GESTURE(gesture), &x, &y);
                      v.state.transform = v.pinchStartTransform.zoomedBy(scale, {x, y});
-                     redraw(v);
+                     zoomStepped(v);
                    })),
                    viewer);
   gtk_widget_add_controller(viewer->area, GTK_EVENT_CONTROLLER(pinch));

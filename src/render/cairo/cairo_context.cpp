@@ -115,7 +115,10 @@ bool drawInto(std::span<std::uint32_t> pixels, std::int32_t width, std::int32_t 
   cairo_t* cr = cairo_create(surface);
   bool ok = cairo_status(cr) == CAIRO_STATUS_SUCCESS;
   if (ok) {
-    CairoContext context(cr, height, resampling == Resampling::fast ? CAIRO_FILTER_BILINEAR : CAIRO_FILTER_GOOD);
+    const cairo_filter_t filter = resampling == Resampling::fast      ? CAIRO_FILTER_BILINEAR
+                                  : resampling == Resampling::nearest ? CAIRO_FILTER_NEAREST
+                                                                      : CAIRO_FILTER_GOOD;
+    CairoContext context(cr, height, filter);
     draw(context);
   }
   cairo_destroy(cr);
