@@ -10,7 +10,6 @@
 #include <limits>
 #include <map>
 #include <memory>
-#include <numeric>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -82,12 +81,37 @@ bool opaque(const Raster& raster) {
 // JPEGs made for pictures of other formats, by picture; they live as long as the document that holds them.
 using StandIns = std::map<std::uint64_t, Bytes>;
 
+constexpr std::int32_t wholePicture = std::numeric_limits<std::int32_t>::max();
+
+// Decoding is most of an export's time: the pictures planned are decoded on the other cores, a few
+// ahead, in the order planned; one asked for at another size, or never planned, is decoded on the spot.
+class Pictures {
+ public:
+  void plan(const Uuid& item, std::span<const std::uint8_t> bytes, std::int32_t width, std::int32_t height) {
+    if (itemOfBytes_.try_emplace(bytes.data(), item).second) jobs_.push_back({item, bytes, width, height});
+  }
+  void start() {
+    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    prefetch_.emplace(std::move(jobs_), cores > 1 ? std::min(cores, 4u) : 0u);
+  }
+  std::optional<Raster> decode(std::span<const std::uint8_t> bytes, std::int32_t width, std::int32_t height) {
+    const auto item = itemOfBytes_.find(bytes.data());
+    if (item == itemOfBytes_.end() || !prefetch_) return ImageDecoder::decode(bytes, width, height);
+    return prefetch_->take(item->second, bytes, width, height);
+  }
+
+ private:
+  std::vector<render::ImagePrefetch::Job> jobs_;
+  std::map<const std::uint8_t*, Uuid> itemOfBytes_;
+  std::optional<render::ImagePrefetch> prefetch_;
+};
+
 // One sheet of the document as the board renderer sees it: drawing goes to the document's context,
 // pictures go in as their files where the format allows, else decoded whole.
 class SheetContext final : public DrawingContext {
  public:
-  SheetContext(text::Document& document, DrawingContext& sheet, StandIns& standIns)
-      : document_(document), sheet_(sheet), standIns_(standIns) {}
+  SheetContext(text::Document& document, DrawingContext& sheet, StandIns& standIns, Pictures& pictures)
+      : document_(document), sheet_(sheet), standIns_(standIns), pictures_(pictures) {}
 
   void fillRect(const Rect& rect, const Color& color) override { sheet_.fillRect(rect, color); }
   void strokeRect(const Rect& rect, const Color& color, double width) override {
@@ -112,8 +136,7 @@ class SheetContext final : public DrawingContext {
       if (drawableRect(rect)) document_.drawJPEG(standIn->second, key, rect);
       return true;
     }
-    const std::optional<Raster> raster = ImageDecoder::decode(bytes, std::numeric_limits<std::int32_t>::max(),
-                                                              std::numeric_limits<std::int32_t>::max());
+    const std::optional<Raster> raster = pictures_.decode(bytes, wholePicture, wholePicture);
     if (!raster) return false;
     // A PDF stores other pictures' pixels deflated, many times the size of a WebP or AVIF file. An opaque
     // picture that was lossy already, or whose own file is larger than a fine JPEG of it (a photograph
@@ -145,6 +168,7 @@ class SheetContext final : public DrawingContext {
   text::Document& document_;
   DrawingContext& sheet_;
   StandIns& standIns_;
+  Pictures& pictures_;
 };
 
 // What every sheet of one export shares. Lengths are points, measured from the sheet's top-left corner
@@ -152,6 +176,7 @@ class SheetContext final : public DrawingContext {
 struct Sheets {
   text::Document& document;
   StandIns& standIns;
+  Pictures& pictures;
   const BoardBundle& bundle;
   const ImageViewMap& images;
   const CaptionHeights& captionHeights;
@@ -167,7 +192,7 @@ struct Sheets {
 
   SheetContext begin() {
     DrawingContext& sheet = document.beginSheet(widthPt, heightPt);
-    SheetContext context(document, sheet, standIns);
+    SheetContext context(document, sheet, standIns, pictures);
     if (paper) context.fillRect({0, 0, widthPt, heightPt}, *paper);
     return context;
   }
@@ -389,7 +414,20 @@ std::optional<NativeExportError> write(const BoardBundle& bundle, const ImageVie
 
   const std::string_view background = bundle.manifest.board.canvas.backgroundColor;
   const bool withCover = coverWanted(bundle, chrome);
-  Sheets sheets{*document, standIns, bundle, images, captionHeights, chrome};
+  // Pictures a PDF can't carry as their files are decoded ahead, sheet by sheet in drawing order.
+  Pictures pictures;
+  for (const PageExportPlan::Page& page : pages) {
+    const Frame tile{page.worldRect.x, page.worldRect.y, pages.front().worldRect.width,
+                     pages.front().worldRect.height};
+    for (const auto& placed : BoardLayout(bundle.manifest.items, captionHeights, tile).items) {
+      if (placed.item.type != CanvasItem::Type::image) continue;
+      const auto found = images.find(placed.item.id);
+      if (found != images.end() && !portableJPEG(found->second.data))
+        pictures.plan(placed.item.id, found->second.data, wholePicture, wholePicture);
+    }
+  }
+  pictures.start();
+  Sheets sheets{*document, standIns, pictures, bundle, images, captionHeights, chrome};
   sheets.widthPt = pages.front().worldRect.width * pointsPerUnit;
   sheets.heightPt = pages.front().worldRect.height * pointsPerUnit;
   sheets.paper = BoardCGRenderer::cgColor(HTMLExporter::sanitizedColor(background));
@@ -517,29 +555,22 @@ std::optional<NativeExportError> write(const BoardBundle& bundle, const ImageVie
   const auto encoded = [&] { return !encoding.valid() || encoding.get(); };
 
   // Pictures decode on the other cores in the order the bands ask for them, a few ahead.
-  std::vector<render::ImagePrefetch::Job> jobs;
-  std::vector<std::size_t> firstBands;
-  std::map<const std::uint8_t*, Uuid> itemOfBytes;
-  for (const auto& placed : layout.items) {
-    if (placed.item.type != CanvasItem::Type::image) continue;
-    const auto found = images.find(placed.item.id);
-    if (found == images.end()) continue;
-    const double top = std::clamp(placed.frame.y * size->scale, 0.0, static_cast<double>(height));
-    firstBands.push_back(static_cast<std::size_t>(top) / bandRows);
-    jobs.push_back({placed.item.id, found->second.data, render::targetPixels(placed.frame.width * size->scale),
-                    render::targetPixels(placed.frame.height * size->scale)});
-    itemOfBytes.try_emplace(found->second.data.data(), placed.item.id);
-  }
-  std::vector<std::size_t> order(jobs.size());
-  std::iota(order.begin(), order.end(), std::size_t{0});
-  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return firstBands[a] < firstBands[b]; });
-  std::vector<render::ImagePrefetch::Job> ordered;
-  for (const std::size_t i : order) ordered.push_back(jobs[i]);
-  const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
-  render::ImagePrefetch prefetch(std::move(ordered), cores > 1 ? std::min(cores, 4u) : 0u);
+  std::vector<const BoardLayout::PlacedItem*> planned;
+  for (const auto& placed : layout.items)
+    if (placed.item.type == CanvasItem::Type::image && images.contains(placed.item.id)) planned.push_back(&placed);
+  const auto firstBand = [&](const BoardLayout::PlacedItem* placed) {
+    return static_cast<std::size_t>(std::clamp(placed->frame.y * size->scale, 0.0, static_cast<double>(height))) /
+           bandRows;
+  };
+  std::stable_sort(planned.begin(), planned.end(),
+                   [&](const BoardLayout::PlacedItem* a, const BoardLayout::PlacedItem* b) { return firstBand(a) < firstBand(b); });
+  Pictures pictures;
+  for (const BoardLayout::PlacedItem* placed : planned)
+    pictures.plan(placed->item.id, images.at(placed->item.id).data, render::targetPixels(placed->frame.width * size->scale),
+                  render::targetPixels(placed->frame.height * size->scale));
+  pictures.start();
   const BandContext::Decode decode = [&](std::span<const std::uint8_t> bytes, std::int32_t w, std::int32_t h) {
-    const auto item = itemOfBytes.find(bytes.data());
-    return item != itemOfBytes.end() ? prefetch.take(item->second, bytes, w, h) : ImageDecoder::decode(bytes, w, h);
+    return pictures.decode(bytes, w, h);
   };
 
   BandContext::Cache decoded;
