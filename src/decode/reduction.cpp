@@ -67,8 +67,9 @@ std::optional<BoxReducer> BoxReducer::make(const ReductionPlan& plan, bool rowsI
 BoxReducer::BoxReducer(const ReductionPlan& plan, bool rowsInOrder)
     : plan_(plan),
       rowsInOrder_(rowsInOrder),
-      sums_(static_cast<std::size_t>(plan.width) * 4 *
-            static_cast<std::size_t>(rowsInOrder ? 1 : plan.height)),
+      sums_(direct() ? 0
+                     : static_cast<std::size_t>(plan.width) * 4 *
+                           static_cast<std::size_t>(rowsInOrder ? 1 : plan.height)),
       columnOf_(static_cast<std::size_t>(plan.sourceWidth)) {
   for (std::int32_t x = 0; x < plan.sourceWidth; ++x) {
     columnOf_[static_cast<std::size_t>(x)] = static_cast<std::uint32_t>(x / plan.factorX) * 4;
@@ -101,6 +102,16 @@ void BoxReducer::addRgba(std::int32_t y, std::int32_t x, std::int32_t xStep, std
                          const std::uint8_t* first, Alpha alpha) {
   if (y < 0 || y >= plan_.sourceHeight || x < 0 || xStep <= 0 || count <= 0) return;
   count = std::min<std::int32_t>(count, (plan_.sourceWidth - 1 - x) / xStep + 1);
+  if (direct()) {
+    std::uint32_t* out = raster_.pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(plan_.width);
+    for (const std::uint8_t* p = first; count > 0; --count, x += xStep, p += static_cast<std::size_t>(xStep) * 4) {
+      const std::uint32_t a = p[3];
+      out[x] = a == 255 ? packArgb(255, p[0], p[1], p[2])
+               : a == 0 ? 0
+                        : packArgb(a, weighted(p[0], a, alpha), weighted(p[1], a, alpha), weighted(p[2], a, alpha));
+    }
+    return;
+  }
   std::uint32_t* sums = sumsFor(y);
   const std::uint8_t* p = first;
   if (xStep == 1) {
@@ -140,6 +151,11 @@ void BoxReducer::addRgba(std::int32_t y, std::int32_t x, std::int32_t xStep, std
 
 void BoxReducer::addPremultipliedRow(std::int32_t y, const std::uint32_t* argb) {
   if (y < 0 || y >= plan_.sourceHeight) return;
+  if (direct()) {
+    std::copy_n(argb, plan_.sourceWidth,
+                raster_.pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(plan_.width));
+    return;
+  }
   std::uint32_t* sums = sumsFor(y);
   // Box by box, with the sums in registers: this runs over every pixel of a full-size decode.
   for (std::int32_t x = 0; x < plan_.sourceWidth; sums += 4) {
@@ -183,6 +199,7 @@ void BoxReducer::flushRow(std::int32_t outputRow) {
 }
 
 Raster BoxReducer::finish() {
+  if (direct()) return std::move(raster_);
   if (rowsInOrder_) {
     while (openRow_ < plan_.height) {
       flushRow(openRow_++);

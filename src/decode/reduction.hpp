@@ -69,6 +69,8 @@ class BoxReducer {
  private:
   BoxReducer(const ReductionPlan& plan, bool rowsInOrder);
   std::uint32_t* sumsFor(std::int32_t y);
+  // Nothing to sum at full size: pixels go straight to the raster.
+  bool direct() const { return plan_.factorX == 1 && plan_.factorY == 1; }
   void flushRow(std::int32_t outputRow);
 
   ReductionPlan plan_;
