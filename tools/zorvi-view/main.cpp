@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <thread>
@@ -23,6 +24,8 @@ namespace {
 constexpr std::size_t cacheBudget = std::size_t{512} << 20;
 
 struct Viewer;
+
+bool firstFrameOption = false;  // quit once the first picture of a board is drawn
 
 // A decoded picture on its way from a worker to the window; the viewer may be gone by then.
 struct Delivery {
@@ -273,6 +276,15 @@ void draw(GtkDrawingArea*, cairo_t* cr, int width, int height, gpointer data) {
   if (viewer.state.pageGrid) drawGrid(viewer, cr);
 
   if (viewer.pending.empty() && !viewer.frame.rough()) queueSnapshot(viewer);
+  if (firstFrameOption) {
+    firstFrameOption = false;
+    // Wall-clock time, for a caller that noted when it started the program.
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    std::printf("first frame at %lld.%09ld\n", static_cast<long long>(now.tv_sec), now.tv_nsec);
+    std::fflush(stdout);
+    g_idle_add_once(+[](gpointer window) { gtk_window_destroy(GTK_WINDOW(window)); }, viewer.window);
+  }
 }
 
 void act(Viewer& viewer, Action action) {
@@ -591,13 +603,17 @@ std::optional<std::string> snapshotOption;
 int main(int argc, char** argv) {
   using namespace zorvi::view;
   // --snapshot FILE writes the window's first sharp picture to FILE and quits: for tests and screenshots.
+  // --first-frame prints the wall-clock time once the board's first picture is drawn, and quits: for
+  // timing the start.
   std::vector<char*> args{argv[0]};
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     if (arg == "--snapshot" && i + 1 < argc) {
       snapshotOption = argv[++i];
+    } else if (arg == "--first-frame") {
+      firstFrameOption = true;
     } else if (arg == "--help" || arg == "-h") {
-      std::puts("usage: zorvi-view [--snapshot FILE.png] [BOARD]\n"
+      std::puts("usage: zorvi-view [--snapshot FILE.png | --first-frame] [BOARD]\n"
                 "Shows a board. Keys: + - zoom, 0 fit, 1 actual size, arrows pan, p page grid, F11 or f full screen.");
       return 0;
     } else {
