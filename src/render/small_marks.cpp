@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace zorvi::render {
 namespace {
@@ -46,19 +47,15 @@ std::size_t characters(std::string_view text) {
 // Counted in characters: a sentence's worth of an average line.
 constexpr std::string_view sample = "The quick brown fox jumps over the lazy dog";
 
-}  // namespace
+// The part of a line that holds ink: from start to end, in units from the line's left edge.
+struct Line {
+  double start = 0, end = 0;
+};
 
-SmallMarks::SmallMarks(DrawingContext& context) : context_(context), pixels_(context.drawsPixels()) {
-  const Point ppu = context.pixelsPerUnit();
-  pixelsPerUnit_ = std::max(ppu.x, ppu.y);
-  rowsPerUnit_ = ppu.y;
-}
-
-bool SmallMarks::sketches(const Font& font) const {
-  return pixels_ && usableSize(font.size) * pixelsPerUnit_ < textPixels;
-}
-
-std::vector<SmallMarks::Line> SmallMarks::wrap(std::string_view text, double advance, double width) {
+// Lines of text wrapped within width when every character advances the same: line feeds end a line,
+// words wrap at spaces, a word wider than a line breaks between characters. An empty line (no ink)
+// still takes its place.
+std::vector<Line> wrap(std::string_view text, double advance, double width) {
   std::vector<Line> lines;
   if (text.empty()) return lines;
   std::size_t start = 0;
@@ -101,6 +98,18 @@ std::vector<SmallMarks::Line> SmallMarks::wrap(std::string_view text, double adv
     start = feed + 1;
   }
   return lines;
+}
+
+}  // namespace
+
+SmallMarks::SmallMarks(DrawingContext& context) : context_(context), pixels_(context.drawsPixels()) {
+  const Point ppu = context.pixelsPerUnit();
+  pixelsPerUnit_ = std::max(ppu.x, ppu.y);
+  rowsPerUnit_ = ppu.y;
+}
+
+bool SmallMarks::sketches(const Font& font) const {
+  return pixels_ && usableSize(font.size) * pixelsPerUnit_ < textPixels;
 }
 
 void SmallMarks::drawTextBox(std::string_view text, const Font& font, const Color& color,

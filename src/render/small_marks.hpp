@@ -6,7 +6,6 @@
 #include <array>
 #include <optional>
 #include <string_view>
-#include <vector>
 
 #include "zorvi/drawing_context.hpp"
 
@@ -35,16 +34,6 @@ class SmallMarks {
   // A dashed stroke whose dashes are shorter than a pixel as the solid line of the same ink; any other
   // stroke as it is.
   Stroke stroke(const Stroke& stroke) const;
-
-  // The part of a line that holds ink: from start to end, in units from the line's left edge.
-  struct Line {
-    double start = 0, end = 0;
-    bool operator==(const Line&) const = default;
-  };
-  // Lines of text wrapped within width when every character advances the same: line feeds end a line,
-  // words wrap at spaces, a word wider than the line breaks between characters. An empty line (no
-  // ink) still takes its place.
-  static std::vector<Line> wrap(std::string_view text, double advance, double width);
 
  private:
   // A face's proportions per unit of font size, measured once per drawing on the context's measurer.
