@@ -52,18 +52,18 @@ TEST(SmallMarks, DrawsMarksUnderAPixelAsTheirTone) {
     return testing::contentItem(2, DrawingContent{{{0, 0}, {1, 1}}, "#C0392B", width, Style::dashed});
   };
   const std::tuple<const char*, CanvasItem, bool, std::string> rows[] = {
-      // 2 px text: a bar per line in the pixel row above its baseline, 0.3 of a 1.2 px band in ink.
-      {"small text", text(16), true, "fillRect 0 32 40 8 #2222225C\nfillRect 0 16 16 8 #2222225C\n"},
+      // 2 px text: a bar per line, 0.6 of the size tall from its baseline rounded to a pixel row, 0.3 ink.
+      {"small text", text(16), true, "fillRect 0 32 40 9.6 #2222224D\nfillRect 0 16 16 9.6 #2222224D\n"},
       {"text of 3 px", text(24), true, "drawTextBox 0 -14 48 60 sans 24 #222222 left \"ab cd ef\"\n"},
       // A word wider than the box breaks anywhere; an empty line takes its place; spaces push the ink.
       {"long word", text(16, "abcdefgh\n\nab"), true,
-       "fillRect 0 32 48 8 #2222225C\nfillRect 0 16 16 8 #2222225C\nfillRect 0 -24 16 8 #2222225C\n"},
-      {"spaces first", text(16, "  h\xC3\xA9"), true, "fillRect 16 32 16 8 #2222225C\n"},
+       "fillRect 0 32 48 9.6 #2222224D\nfillRect 0 16 16 9.6 #2222224D\nfillRect 0 -24 16 9.6 #2222224D\n"},
+      {"spaces first", text(16, "  h\xC3\xA9"), true, "fillRect 16 32 16 9.6 #2222224D\n"},
       {"in a document", text(16), false, "drawTextBox 0 0 48 46 sans 16 #222222 left \"ab cd ef\"\n"},
       {"title cut to its room", testing::contentItem(3, ShapeContent{"#E8DCCA", {}, 3, "Section", 16}), true,
-       "fillRect 0 0 48 46 #E8DCCA\nfillRect 10 24 28 8 #0000008D\n"},
+       "fillRect 0 0 48 46 #E8DCCA\nfillRect 10 24 28 9.6 #00000075\n"},
       {"centred caption", testing::imageItem(4, {}, "ab", CaptionAlignment::center), true,
-       "drawImage 0 26 48 40 1x1\nfillRect 15 8 18 8 #00000056\n"},
+       "drawImage 0 26 48 40 1x1\nfillRect 15 8 18 10.799999999999999 #00000040\n"},
       // Dashes of 0.75 px: one line with the ink of round-capped dashes.
       {"dashes under a pixel", dashed(2), true, "strokePolyline 0 46 48 0 #C0392BC1 width 2\n"},
       {"dashes of 1.5 px", dashed(4), true, "strokePolyline 0 46 48 0 #C0392B width 4 dash 12 8\n"},

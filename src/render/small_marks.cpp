@@ -162,13 +162,11 @@ const SmallMarks::Proportions& SmallMarks::proportions(FontFace face) {
 
 void SmallMarks::drawBar(const Font& font, const Color& color, double x, double baseline, double width) {
   if (!(width > 0) || !(rowsPerUnit_ > 0)) return;
-  // Glyphs are placed on whole pixels, so a line's ink lies in the rows just above its rounded
-  // baseline: the bar takes those rows, with as much ink.
-  const double band = inkBand * usableSize(font.size) * rowsPerUnit_;
-  const double rows = std::max(1.0, std::round(band));
+  // Glyphs are placed on whole pixels, so a line's ink starts at its baseline rounded to a pixel row.
   Color ink = color;
-  ink.alpha *= inkShare(font.face) * band / rows;
-  context_.fillRect({x, std::round(baseline * rowsPerUnit_) / rowsPerUnit_, width, rows / rowsPerUnit_}, ink);
+  ink.alpha *= inkShare(font.face);
+  context_.fillRect(
+      {x, std::round(baseline * rowsPerUnit_) / rowsPerUnit_, width, inkBand * usableSize(font.size)}, ink);
 }
 
 }  // namespace zorvi::render
