@@ -13,8 +13,8 @@ namespace zorvi::render {
 
 class SmallMarks {
  public:
-  // Text whose em is smaller than this many device pixels is drawn as bars: below it even a capital
-  // spans two pixel rows, and the text reads as a grey smudge whatever draws it.
+  // Text whose em is smaller than this many device pixels is drawn as bars: a capital is then under two
+  // pixels tall, and the text reads as a grey smudge whatever draws it.
   static constexpr double textPixels = 2.5;
 
   // For drawing into context at its current scale. Only a context whose drawing ends as pixels gets
