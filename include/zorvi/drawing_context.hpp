@@ -81,6 +81,9 @@ class DrawingContext {
                             std::optional<double> truncateWidth) = 0;
   // The measurer whose numbers drawTextBox and drawTextLine follow.
   virtual const TextMeasurer& measurer() const = 0;
+  // True when the drawing ends as pixels of a fixed size rather than as a document a reader can zoom
+  // into: text a pixel or two tall and dashes under a pixel may then be drawn as the tone they leave.
+  virtual bool drawsPixels() const { return false; }
 };
 
 namespace RasterCanvas {

@@ -8,6 +8,7 @@
 
 #include "render/board_drawing.hpp"
 #include "render/image_prefetch.hpp"
+#include "render/small_marks.hpp"
 #include "unicode/unicode.hpp"
 #include "zorvi/canvas_contrast.hpp"
 
@@ -35,9 +36,10 @@ Color chromeColor(std::string_view background) {
 
 // A wrapped text box from the rectangle's top edge down, at least as tall as the rectangle and as tall
 // as the text needs, rounded up to a whole unit.
-void drawWrapped(DrawingContext& context, std::string_view text, const Font& font, const Color& color,
-                 TextAlignment alignment, const Rect& rect) {
+void drawWrapped(DrawingContext& context, render::SmallMarks& small, std::string_view text, const Font& font,
+                 const Color& color, TextAlignment alignment, const Rect& rect) {
   if (!(rect.width > 0)) return;
+  if (small.sketches(font)) return small.drawTextBox(text, font, color, alignment, rect);
   const double needed = std::ceil(context.measurer().wrappedHeight(text, font, rect.width));
   const double boxHeight = std::max(rect.height, needed);
   context.drawTextBox(text, font, color, alignment, {rect.x, rect.maxY() - boxHeight, rect.width, boxHeight});
@@ -86,8 +88,8 @@ ImageDrawer providedDrawer(const ImageProvider& images) {
   };
 }
 
-void drawTitle(DrawingContext& context, const ShapeContent& shape, const Rect& rect,
-               std::string_view background) {
+void drawTitle(DrawingContext& context, render::SmallMarks& small, const ShapeContent& shape,
+               const Rect& rect, std::string_view background) {
   const double available = rect.width - 2 * SectionTitleStyle::inset;
   if (!(available > 0)) return;
   const std::string& title = *shape.title;
@@ -96,6 +98,11 @@ void drawTitle(DrawingContext& context, const ShapeContent& shape, const Rect& r
       CanvasContrast::chromeTone(shape.titleBackdrop(background)) == CanvasContrast::ChromeTone::light
           ? white
           : black;
+  if (small.sketches(font))
+    return small.drawTextLine(
+        title, font, color,
+        {rect.x + SectionTitleStyle::inset, rect.maxY() - SectionTitleStyle::inset - small.ascent(font)},
+        available);
   const TextMeasurer& measurer = context.measurer();
   std::optional<double> truncate;
   if (measurer.lineWidth(title, font) > available) truncate = available;
@@ -105,8 +112,8 @@ void drawTitle(DrawingContext& context, const ShapeContent& shape, const Rect& r
                        truncate);
 }
 
-void drawShape(DrawingContext& context, const ShapeContent& shape, const Rect& rect,
-               std::string_view background) {
+void drawShape(DrawingContext& context, render::SmallMarks& small, const ShapeContent& shape,
+               const Rect& rect, std::string_view background) {
   if (const auto fill = cgColor(shape.fillColor.value_or(""))) context.fillRect(rect, *fill);
   if (const auto stroke = cgColor(shape.strokeColor.value_or(""))) {
     const double w = shape.strokeWidth;
@@ -115,10 +122,11 @@ void drawShape(DrawingContext& context, const ShapeContent& shape, const Rect& r
     const Rect inset{rect.x + w / 2, rect.y + w / 2, rect.width - w, rect.height - w};
     if (inset.width >= 0 && inset.height >= 0) context.strokeRect(inset, *stroke, w);
   }
-  if (shape.hasTitle() && shape.title) drawTitle(context, shape, rect, background);
+  if (shape.hasTitle() && shape.title) drawTitle(context, small, shape, rect, background);
 }
 
-void drawDrawing(DrawingContext& context, const DrawingContent& drawing, const Rect& rect) {
+void drawDrawing(DrawingContext& context, const render::SmallMarks& small, const DrawingContent& drawing,
+                 const Rect& rect) {
   if (drawing.points.size() < 2) return;
   const auto color = cgColor(drawing.color);
   if (!color) return;
@@ -130,7 +138,7 @@ void drawDrawing(DrawingContext& context, const DrawingContent& drawing, const R
   Stroke stroke{*color, drawing.strokeWidth, std::nullopt};
   if (drawing.style == DrawingContent::LineStyle::dashed)
     stroke.dash = DrawingContent::dashPattern(drawing.strokeWidth);
-  context.strokePolyline(points, stroke);
+  context.strokePolyline(points, small.stroke(stroke));
 }
 
 TextAlignment captionAlignment(const std::optional<CaptionAlignment>& alignment) {
@@ -147,24 +155,24 @@ TextAlignment captionAlignment(const std::optional<CaptionAlignment>& alignment)
 }
 
 // False when the item is skipped entirely, which also drops its caption.
-bool drawItem(DrawingContext& context, const CanvasItem& item, const Rect& rect, const ImageDrawer& images,
-              std::string_view background) {
+bool drawItem(DrawingContext& context, render::SmallMarks& small, const CanvasItem& item, const Rect& rect,
+              const ImageDrawer& images, std::string_view background) {
   switch (item.type) {
     case CanvasItem::Type::image:
       return images(context, item, rect);
     case CanvasItem::Type::text:
       if (!item.text) return false;
       if (const auto color = cgColor(item.text->color))
-        drawWrapped(context, item.text->content, {FontFace::sans, item.text->fontSize}, *color,
+        drawWrapped(context, small, item.text->content, {FontFace::sans, item.text->fontSize}, *color,
                     TextAlignment::left, rect);
       return true;
     case CanvasItem::Type::shape:
       if (!item.shape) return false;
-      drawShape(context, *item.shape, rect, background);
+      drawShape(context, small, *item.shape, rect, background);
       return true;
     case CanvasItem::Type::drawing:
       if (!item.drawing) return false;
-      drawDrawing(context, *item.drawing, rect);
+      drawDrawing(context, small, *item.drawing, rect);
       return true;
   }
   return false;
@@ -175,12 +183,13 @@ void drawLayout(const BoardLayout& layout, DrawingContext& context, const ImageD
   if (const auto background = cgColor(backgroundHex))
     context.fillRect({0, 0, std::max(layout.width, 1.0), std::max(layout.height, 1.0)}, *background);
   const Color chrome = chromeColor(backgroundHex);
+  render::SmallMarks small(context);
   for (const BoardLayout::PlacedItem& placed : layout.items) {
     const CanvasItem& item = placed.item;
-    if (!drawItem(context, item, itemRect(placed.frame, layout.height), images, backgroundHex))
+    if (!drawItem(context, small, item, itemRect(placed.frame, layout.height), images, backgroundHex))
       continue;
     if (placed.captionFrame && item.caption && !item.caption->empty())
-      drawWrapped(context, *item.caption, {FontFace::monospaceItalic, CaptionStyle::fontSize}, chrome,
+      drawWrapped(context, small, *item.caption, {FontFace::monospaceItalic, CaptionStyle::fontSize}, chrome,
                   captionAlignment(item.captionAlignment), itemRect(*placed.captionFrame, layout.height));
   }
 }

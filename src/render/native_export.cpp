@@ -360,6 +360,7 @@ class BandContext final : public DrawingContext {
     if (meets(rowsOf(origin.y, origin.y, 2 * font.size))) band_.drawTextLine(text, font, color, origin, truncateWidth);
   }
   const TextMeasurer& measurer() const override { return band_.measurer(); }
+  bool drawsPixels() const override { return band_.drawsPixels(); }
 
   // Lets go of the pictures that lie wholly above row.
   static void releaseAbove(Cache& cache, double row) {

@@ -29,6 +29,7 @@ class CairoContext final : public DrawingContext {
   void drawTextLine(std::string_view text, const Font& font, const Color& color, const Point& origin,
                     std::optional<double> truncateWidth) override;
   const TextMeasurer& measurer() const override;
+  bool drawsPixels() const override { return true; }
 
  private:
   // Lets show draw text into the target's pixels at the current transform, in color.
