@@ -60,7 +60,7 @@ def part_matches_renderer(args, env, work):
     def reference(name, *extra):
         path = os.path.join(work, name)
         made = run([args.reference, args.board, zoom, ox, oy, str(width), str(height), path, *extra], env, 120)
-        check(made.returncode == 0, f"view_reference failed: {made.stderr.strip()}")
+        check(made.returncode == 0, f"reference_picture failed: {made.stderr.strip()}")
         return load_png(path)
 
     want, textless = reference("reference.png"), reference("reference-textless.png", "--without-text")
