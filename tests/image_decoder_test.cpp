@@ -35,23 +35,13 @@ std::uint32_t pixelAt(const Raster& raster, int x, int y) {
                        static_cast<std::size_t>(x)];
 }
 
-// Largest per-channel difference between two ARGB words.
-int channelDistance(std::uint32_t a, std::uint32_t b) {
-  int worst = 0;
-  for (int shift = 0; shift < 32; shift += 8) {
-    worst = std::max(worst,
-                     std::abs(static_cast<int>((a >> shift) & 0xFF) - static_cast<int>((b >> shift) & 0xFF)));
-  }
-  return worst;
-}
+using testing::channelDistance;
 
 std::optional<Raster> decode(const Bytes& bytes, std::int32_t width, std::int32_t height) {
   return ImageDecoder::decode(bytes, width, height);
 }
 
-// Every test file, made from two pictures by the encoders a Debian desktop ships. GoogleTest runs each
-// test in its own process under ctest, so the files are made once per set of commands and kept in the
-// build tree; a complete set is moved into place in one rename, so parallel runs never see half of one.
+// Every test file, made from two pictures by the encoders a Debian desktop ships.
 class ImageDecoderFiles : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -84,34 +74,16 @@ class ImageDecoderFiles : public ::testing::Test {
         {"photo.gif", "convert photo.png photo.gif"}, {"photo.tif", "convert photo.png -compress lzw photo.tif"},
         {"photo.bmp", "convert photo.png BMP3:photo.bmp"}, {"big.jpg", "convert -size 4000x3000 gradient:red-blue big.jpg"},
     };
-    std::string recipe;
-    for (const auto& [name, command] : commands) recipe += name + '\n' + command + '\n';
-    const std::filesystem::path cache = std::filesystem::path(ZORVI_BINARY_DIR) / "test-images" /
-                                        ("image_decoder-" + std::to_string(std::hash<std::string>{}(recipe)));
-    if (!std::filesystem::exists(cache)) {
-      std::error_code error;
-      std::filesystem::create_directories(cache.parent_path(), error);
-      testing::TemporaryFolder scratch(cache.parent_path());
-      for (const auto& [name, command] : commands) {
-        if (testing::shell("cd " + testing::quoted(scratch.path) + " && " + command + " >/dev/null 2>&1") != 0) {
-          setUpFailure_ = "could not make " + name + " with: " + command;
-          return;
-        }
-      }
-      std::filesystem::rename(scratch.path, cache, error);  // fails harmlessly when a parallel run won
-    }
-    files_ = new std::map<std::string, Bytes>;
-    for (const auto& [name, command] : commands) (*files_)[name] = testing::readFile(cache / name);
+    files_ = new std::map<std::string, Bytes>(testing::madeFiles(commands));
   }
 
   static void TearDownTestSuite() { delete files_; }
 
-  void SetUp() override { ASSERT_TRUE(setUpFailure_.empty()) << setUpFailure_; }
+  void SetUp() override { ASSERT_FALSE(files_->empty()) << "the encoders could not make the test files"; }
 
   static const Bytes& file(const std::string& name) { return files_->at(name); }
 
   static inline std::map<std::string, Bytes>* files_ = nullptr;
-  static inline std::string setUpFailure_;
 };
 
 TEST_F(ImageDecoderFiles, KnownColoursAtKnownPixels) {

@@ -91,21 +91,14 @@ Raster overWhite(Raster raster) {
 class NativeExport : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    photo = new Bytes;
-    webp = new Bytes;
     // A photo-like JPEG made by a common encoder, so its markers are those of real files.
-    testing::TemporaryFolder made;
-    if (testing::shell("cd " + quoted(made.path) +
-                       " && convert -seed 3 -size 320x240 plasma:red-blue -quality 85 p.jpg >/dev/null 2>&1"
-                       " && convert p.jpg -resize 80x60! p.png && cwebp -quiet p.png -o p.webp") == 0) {
-      *photo = readFile(made.path / "p.jpg");
-      *webp = readFile(made.path / "p.webp");
-    }
+    made = new std::map<std::string, Bytes>(testing::madeFiles(
+        {{"p.jpg", "convert -seed 3 -size 320x240 plasma:red-blue -quality 85 p.jpg"},
+         {"p.webp", "convert p.jpg -resize 80x60! p.png && cwebp -quiet p.png -o p.webp"}}));
+    photo = &(*made)["p.jpg"];
+    webp = &(*made)["p.webp"];
   }
-  static void TearDownTestSuite() {
-    delete photo;
-    delete webp;
-  }
+  static void TearDownTestSuite() { delete made; }
 
   BoardBundle board(std::vector<CanvasItem> items, std::optional<BoardHeader> header = std::nullopt) {
     BoardBundle bundle;
@@ -130,12 +123,10 @@ class NativeExport : public ::testing::Test {
     return output("pdftotext -f " + k + " -l " + k + " " + path("b.pdf") + " -");
   }
 
-  static Bytes *photo, *webp;
+  static inline std::map<std::string, Bytes>* made = nullptr;
+  static inline Bytes *photo = nullptr, *webp = nullptr;
   testing::TemporaryFolder work;
 };
-
-Bytes* NativeExport::photo = nullptr;
-Bytes* NativeExport::webp = nullptr;
 
 TEST_F(NativeExport, SheetsMatchThePagedHTMLExport) {
   ASSERT_FALSE(photo->empty());
