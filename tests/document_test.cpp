@@ -53,27 +53,6 @@ TEST(ShapeAndDrawing, DerivedValues) {
   EXPECT_EQ(DrawingContent::dashPattern(4), (std::array<double, 2>{12, 8}));
 }
 
-TEST(PageSetup, SizesFollowFormatAndOrientationAndNamesAreCaseSensitive) {
-  EXPECT_EQ(size(PageFormat::a4, PageOrientation::landscape), (PageSize{1286, 909}));
-  EXPECT_EQ(size(PageFormat::screen16x9, PageOrientation::landscape), (PageSize{1600, 900}));
-  EXPECT_EQ(PageSetup::defaultSetup().size(), (PageSize{909, 1286}));
-  EXPECT_EQ(portraitSize(PageFormat::legal), (PageSize{935, 1540}));
-  for (PageFormat f : allPageFormats) EXPECT_EQ(parsePageFormat(rawValue(f)), f);
-  EXPECT_FALSE(parsePageFormat("A4"));
-  EXPECT_FALSE(parseItemType("Image"));
-  EXPECT_EQ(rawValue(CaptionAlignment::trailing), "trailing");
-  EXPECT_FALSE(parsePageOrientation("LANDSCAPE"));
-}
-
-TEST(BoardArchiveError, CasesCompareWithPayloadsAndDescribeThemselves) {
-  const auto schema = BoardArchiveError::unsupportedSchemaVersion(9, 8);
-  EXPECT_EQ(schema, BoardArchiveError::unsupportedSchemaVersion(9, 8));
-  EXPECT_NE(schema, BoardArchiveError::unsupportedSchemaVersion(10, 8));
-  EXPECT_STREQ(schema.what(), "unsupportedSchemaVersion: found 9, supported 8");
-  EXPECT_NE(BoardArchiveError::archiveCorrupt("x"), BoardArchiveError::manifestMalformed("x"));
-  EXPECT_EQ(BoardArchiveError::manifestMissing().caseName(), "manifestMissing");
-}
-
 TEST(Unicode, TrimsWhiteSpaceAndLineBreaksFromBothEndsOnly) {
   const std::pair<std::string_view, std::string_view> rows[] = {
       {"", ""},
