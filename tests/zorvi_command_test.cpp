@@ -44,6 +44,7 @@ TEST_F(ZorviCommand, FailuresPrintOneLineAndLeaveEveryFileAsItWas) {
   writeFile(at("malformed/manifest.json"), std::string("{}"));
   writeFile(at("newer/manifest.json"), manifestJson(9));
   fs::create_directories(at("empty"));
+  writeFile(at("zero.zorvi"), std::string());
   writeFile(at("text.json"), std::string("version=1"));
   writeFile(at("number.json"), std::string(R"({"version":1.3,"url":"u"})"));
   writeFile(at("surrogate.json"), std::string(R"({"version":"1","url":"\ude00"})"));
@@ -75,6 +76,8 @@ TEST_F(ZorviCommand, FailuresPrintOneLineAndLeaveEveryFileAsItWas) {
       {"manifest absent/a.zorvi", 1, "zorvi: absent/a.zorvi: archiveCorrupt: no such file\n"},
       {"unpack absent.zorvi out", 1, "zorvi: absent.zorvi: archiveCorrupt: no such file\n"},
       {"info folder", 1, "zorvi: folder: archiveCorrupt: a folder, not a board file\n"},
+      {"info zero.zorvi", 1, "zorvi: zero.zorvi: archiveCorrupt: Not a zip archive\n"},
+      {"info /dev/null", 1, "zorvi: /dev/null: archiveCorrupt: not a regular file\n"},
       {"info schema9.zorvi", 1, "zorvi: schema9.zorvi: unsupportedSchemaVersion: found 9, supported 8\n"},
       {"manifest garbage.zorvi", 1, "zorvi: garbage.zorvi: archiveCorrupt: Not a zip archive\n"},
       {"pack malformed out", 1, "zorvi: malformed: manifestMalformed: …"},
