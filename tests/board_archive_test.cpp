@@ -178,22 +178,6 @@ TEST(BoardArchive, EveryProperPrefixFailsCleanly) {
   }
 }
 
-TEST(BoardArchive, ReadsFilesLikeBytes) {
-  testing::TemporaryFolder folder;
-  const Bytes bytes =
-      buildZip({manifestEntry(), file("images/a.png", "A"), file("thumbnails/a.png", "T", 8)}).bytes;
-  testing::writeFile(folder.path / "board.zorvi", bytes);
-  testing::writeFile(folder.path / "empty.zorvi", Bytes{});
-  EXPECT_EQ(BoardArchive::read(folder.path / "board.zorvi"), BoardArchive::read(bytes));
-  for (const fs::path& path :
-       {folder.path / "absent.zorvi", folder.path, fs::path("/dev/null"), folder.path / "empty.zorvi"}) {
-    const auto error = readError(path);
-    ASSERT_TRUE(error) << path;
-    EXPECT_EQ(error->kind(), Case::archiveCorrupt) << path;
-    EXPECT_NE(error->underlying(), "") << path;
-  }
-}
-
 // A generated board: random keys (nested, non-ASCII), empty and large contents, older schemas.
 BoardBundle randomBundle(std::uint32_t seed) {
   std::mt19937 random(seed);

@@ -8,13 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "support/board_files.hpp"
+#include "support/image_files.hpp"
 #include "zorvi/image_decoder.hpp"
 
 namespace zorvi {
 namespace {
-
-using ByteVector = Bytes;
 
 // The file names, as mapped, of the libraries opened only on demand.
 const std::vector<std::string> heavyLibraries = {"/libavif.so", "/libheif.so", "/libjxl.so",
@@ -33,16 +31,15 @@ std::vector<std::string> mappedHeavyLibraries() {
   return found;
 }
 
-bool decodes(const ByteVector& bytes) { return ImageDecoder::decode(bytes, 8, 8).has_value(); }
+bool decodes(const Bytes& bytes) { return ImageDecoder::decode(bytes, 8, 8).has_value(); }
 
 TEST(CodecLoading, HeavyCodecsLoadOnlyWhenTheirFormatIsDecoded) {
-  const testing::TemporaryFolder scratch;
-  const std::string in = "cd " + testing::quoted(scratch.path) + " && ";
-  for (const char* command : {"convert -size 16x16 xc:'#C04020' PNG32:p.png", "convert p.png p.jpg", "cwebp -quiet p.png -o p.webp", "avifenc p.png p.avif",
-                              "heif-enc p.png -o p.heic", "cjxl p.png p.jxl", "convert p.png p.gif"}) {
-    ASSERT_EQ(testing::shell(in + command + " >/dev/null 2>&1"), 0) << command;
-  }
-  const auto file = [&](const char* name) { return testing::readFile(scratch.path / name); };
+  const auto files = testing::madeFiles({{"p.png", "convert -size 16x16 xc:'#C04020' PNG32:p.png"},
+                                          {"p.jpg", "convert p.png p.jpg"}, {"p.webp", "cwebp -quiet p.png -o p.webp"},
+                                          {"p.avif", "avifenc p.png p.avif"}, {"p.heic", "heif-enc p.png -o p.heic"},
+                                          {"p.jxl", "cjxl p.png p.jxl"}, {"p.gif", "convert p.png p.gif"}});
+  ASSERT_FALSE(files.empty()) << "the encoders could not make the test files";
+  const auto file = [&](const char* name) { return files.at(name); };
 
   EXPECT_EQ(mappedHeavyLibraries(), std::vector<std::string>{}) << "linked at start-up";
   ASSERT_TRUE(decodes(file("p.jpg")));

@@ -4,37 +4,31 @@
 
 #include <regex>
 
-#include "support/board_files.hpp"
+#include "support/command_test.hpp"
 
 namespace zorvi {
 namespace {
 
 namespace fs = std::filesystem;
 
-// The command, with the leak checker of sanitizer builds kept from adding its report to stderr.
-std::string quietCommand() {
-  return "LSAN_OPTIONS=\"$LSAN_OPTIONS:print_suppressions=0\" " + testing::quoted(ZORVI_COMMAND);
-}
-
 using testing::readText;
 
 const fs::path manualPage = fs::path(ZORVI_BINARY_DIR) / "tools/zorvi/zorvi.1";
 const fs::path completion = fs::path(ZORVI_BINARY_DIR) / "tools/zorvi/zorvi.bash-completion";
+const std::string quietZorvi = "LSAN_OPTIONS=\"$LSAN_OPTIONS:print_suppressions=0\" " + testing::quoted(ZORVI_COMMAND);
 
-class CommandHelp : public ::testing::Test {
+class CommandHelp : public testing::CommandTest {
  protected:
   // Standard output and standard error of a shell line, together, and its exit status.
   std::pair<int, std::string> run(const std::string& line) const {
-    const testing::CommandRun done = testing::runShell("(" + line + ") 2>&1", scratch.path);
+    const testing::CommandRun done = testing::runShell("(" + line + ") 2>&1", work.path);
     return {done.status, done.out};
   }
-  std::string zorvi(const std::string& arguments) { return run(quietCommand() + " " + arguments).second; }
-  testing::TemporaryFolder scratch;
 };
 
 TEST_F(CommandHelp, VersionAndEveryOptionOfEveryCommand) {
-  EXPECT_EQ(run(quietCommand() + " --version"), std::make_pair(0, std::string("zorvi " ZORVI_VERSION "\n")));
-  const auto [helpStatus, overview] = run(quietCommand() + " --help");
+  EXPECT_EQ(run(quietZorvi + " --version"), std::make_pair(0, std::string("zorvi " ZORVI_VERSION "\n")));
+  const auto [helpStatus, overview] = run(quietZorvi + " --help");
   EXPECT_EQ(helpStatus, 0);
   EXPECT_TRUE(overview.starts_with("usage: zorvi COMMAND")) << overview;
   const std::string manual = readText(manualPage);
@@ -43,7 +37,7 @@ TEST_F(CommandHelp, VersionAndEveryOptionOfEveryCommand) {
   for (std::sregex_iterator it(overview.begin(), overview.end(), commandLine), end; it != end; ++it) {
     const std::string command = (*it)[1];
     SCOPED_TRACE(command);
-    const auto [status, help] = run(quietCommand() + " " + command + " --help");
+    const auto [status, help] = run(quietZorvi + " " + command + " --help");
     EXPECT_EQ(status, 0);
     EXPECT_TRUE(help.starts_with("usage: zorvi " + command + " ")) << help;
     EXPECT_NE(manual.find(".SS " + std::regex_replace(command, std::regex("-"), "\\-") + "\n"), std::string::npos);
@@ -58,7 +52,7 @@ TEST_F(CommandHelp, VersionAndEveryOptionOfEveryCommand) {
       }
       EXPECT_NE(manual.find(".B \\-\\-" + std::regex_replace(name, std::regex("-"), "\\-")), std::string::npos);
       // Documented options are accepted: the failure is about the missing operands, never the option.
-      const std::string refused = zorvi(command + " --" + name + (value.empty() ? "" : " 1"));
+      const std::string refused = run(quietZorvi + " " + command + " --" + name + (value.empty() ? "" : " 1")).second;
       EXPECT_EQ(refused.find("unknown option"), std::string::npos) << refused;
     }
   }
@@ -67,9 +61,9 @@ TEST_F(CommandHelp, VersionAndEveryOptionOfEveryCommand) {
 }
 
 TEST_F(CommandHelp, BashCompletionOffersCommandsOptionsValuesAndBoards) {
-  testing::writeFile(scratch.path / "a.zorvi", std::string("PK"));
-  testing::writeFile(scratch.path / "notes.txt", std::string("text"));
-  fs::create_directories(scratch.path / "folder");
+  testing::writeFile(work.path / "a.zorvi", std::string("PK"));
+  testing::writeFile(work.path / "notes.txt", std::string("text"));
+  fs::create_directories(work.path / "folder");
   const struct {
     const char* line;  // what is typed before the tab
     const char* offered;

@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include "unicode/unicode.hpp"
 #include "zorvi/board_bundle.hpp"
+#include "zorvi/canvas_contrast.hpp"
 
 namespace zorvi {
 namespace {
+
+using CanvasContrast::ChromeTone;
 
 TEST(Uuid, ParsesEitherCaseWritesUpperCaseGeneratesVersionFour) {
   const auto lower = Uuid::parse("6f1c2a3b-4d5e-4f60-8172-93a4b5c6d7e8");
@@ -49,25 +53,54 @@ TEST(ShapeAndDrawing, DerivedValues) {
   EXPECT_EQ(DrawingContent::dashPattern(4), (std::array<double, 2>{12, 8}));
 }
 
-TEST(PageSetup, SizesFollowFormatAndOrientationAndNamesAreCaseSensitive) {
-  EXPECT_EQ(size(PageFormat::a4, PageOrientation::landscape), (PageSize{1286, 909}));
-  EXPECT_EQ(size(PageFormat::screen16x9, PageOrientation::landscape), (PageSize{1600, 900}));
-  EXPECT_EQ(PageSetup::defaultSetup().size(), (PageSize{909, 1286}));
-  EXPECT_EQ(portraitSize(PageFormat::legal), (PageSize{935, 1540}));
-  for (PageFormat f : allPageFormats) EXPECT_EQ(parsePageFormat(rawValue(f)), f);
-  EXPECT_FALSE(parsePageFormat("A4"));
-  EXPECT_FALSE(parseItemType("Image"));
-  EXPECT_EQ(rawValue(CaptionAlignment::trailing), "trailing");
-  EXPECT_FALSE(parsePageOrientation("LANDSCAPE"));
+TEST(Unicode, TrimsWhiteSpaceAndLineBreaksFromBothEndsOnly) {
+  const std::pair<std::string_view, std::string_view> rows[] = {
+      {"", ""},
+      {"  a b  ", "a b"},
+      {"\t\r\n\u00A0\u2029x\u3000\u0085", "x"},
+      {"\u200Bx", "\u200Bx"},  // zero-width space is a format character, not white space
+      {"\xFF a", "\xFF a"},    // invalid bytes stop trimming rather than being eaten
+      {" \xC3", "\xC3"},
+  };
+  for (const auto& [in, out] : rows) EXPECT_EQ(unicode::trimWhitespaceAndNewlines(in), out) << in;
 }
 
-TEST(BoardArchiveError, CasesCompareWithPayloadsAndDescribeThemselves) {
-  const auto schema = BoardArchiveError::unsupportedSchemaVersion(9, 8);
-  EXPECT_EQ(schema, BoardArchiveError::unsupportedSchemaVersion(9, 8));
-  EXPECT_NE(schema, BoardArchiveError::unsupportedSchemaVersion(10, 8));
-  EXPECT_STREQ(schema.what(), "unsupportedSchemaVersion: found 9, supported 8");
-  EXPECT_NE(BoardArchiveError::archiveCorrupt("x"), BoardArchiveError::manifestMalformed("x"));
-  EXPECT_EQ(BoardArchiveError::manifestMissing().caseName(), "manifestMissing");
+TEST(Unicode, CountsUserPerceivedCharacters) {
+  const std::pair<std::string_view, std::size_t> rows[] = {
+      {"", 0},
+      {"abc", 3},
+      {"e\u0301", 1},                                    // e + combining acute
+      {"\U0001F1E9\U0001F1EA\U0001F1EB\U0001F1F7", 2},    // two flags
+      {"\U0001F469\u200D\U0001F469\u200D\U0001F467", 1},  // family joined by ZWJ
+      {"\r\n", 1},
+      {"\xFF\xFE", 2},
+  };
+  for (const auto& [text, count] : rows) EXPECT_EQ(unicode::graphemeCount(text), count) << text;
+}
+
+TEST(CanvasContrast, LuminanceAndTone) {
+  const std::tuple<const char*, std::optional<double>, ChromeTone> rows[] = {
+      // Summed in the fixed order, white stops one bit short of 1 (the other order gives exactly 1).
+      {"#FFFFFF", 0.9999999999999999, ChromeTone::dark},
+      {"\u00A0\u3000FfFfFf\u2028\u0085", 0.9999999999999999, ChromeTone::dark},
+      {"#000000", 0, ChromeTone::light},
+      {"#808080", 0.5019607843137255, ChromeTone::dark},
+      {"#7F7F7F", 0.4980392156862745, ChromeTone::light},
+      {"#00FF00", 0.587, ChromeTone::dark},
+      {"#FF0000", 0.299, ChromeTone::light},
+      {"#0000FF", 0.114, ChromeTone::light},
+      {"+FFFFF", 0.7185882352941176, ChromeTone::dark},  // read as 0FFFFF
+      {"#-00000", 0, ChromeTone::light},
+  };
+  for (const auto& [hex, luminance, tone] : rows) {
+    EXPECT_EQ(CanvasContrast::luminance(hex), luminance) << hex;
+    EXPECT_EQ(CanvasContrast::chromeTone(hex), tone) << hex;
+  }
+  for (const char* hex : {"", "#FFF", "#FFFFFFFF", "#GGGGGG", "-00001", "++FFFF", "FFFFF+", "FF FFF",
+                          "\u200B#FFFFFF", "#FFFFF\u00E9"}) {
+    EXPECT_EQ(CanvasContrast::luminance(hex), std::nullopt) << hex;
+    EXPECT_EQ(CanvasContrast::chromeTone(hex), ChromeTone::dark) << hex;
+  }
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "support/board_files.hpp"
+#include "support/command_test.hpp"
 #include "support/image_files.hpp"
 #include "support/items.hpp"
 #include "support/test_images.hpp"
@@ -24,7 +24,6 @@ namespace zorvi {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::quoted;
 using testing::readFile;
 using testing::readText;
 
@@ -88,24 +87,17 @@ Raster overWhite(Raster raster) {
   return raster;
 }
 
-class NativeExport : public ::testing::Test {
+class NativeExport : public testing::CommandTest {
  protected:
   static void SetUpTestSuite() {
-    photo = new Bytes;
-    webp = new Bytes;
     // A photo-like JPEG made by a common encoder, so its markers are those of real files.
-    testing::TemporaryFolder made;
-    if (testing::shell("cd " + quoted(made.path) +
-                       " && convert -seed 3 -size 320x240 plasma:red-blue -quality 85 p.jpg >/dev/null 2>&1"
-                       " && convert p.jpg -resize 80x60! p.png && cwebp -quiet p.png -o p.webp") == 0) {
-      *photo = readFile(made.path / "p.jpg");
-      *webp = readFile(made.path / "p.webp");
-    }
+    made = new std::map<std::string, Bytes>(testing::madeFiles(
+        {{"p.jpg", "convert -seed 3 -size 320x240 plasma:red-blue -quality 85 p.jpg"},
+         {"p.webp", "convert p.jpg -resize 80x60! p.png && cwebp -quiet p.png -o p.webp"}}));
+    photo = &(*made)["p.jpg"];
+    webp = &(*made)["p.webp"];
   }
-  static void TearDownTestSuite() {
-    delete photo;
-    delete webp;
-  }
+  static void TearDownTestSuite() { delete made; }
 
   BoardBundle board(std::vector<CanvasItem> items, std::optional<BoardHeader> header = std::nullopt) {
     BoardBundle bundle;
@@ -114,28 +106,15 @@ class NativeExport : public ::testing::Test {
     bundle.manifest.items = std::move(items);
     bundle.images = {{"images/p.jpg", *photo}, {"images/w.webp", *webp},
                      {"images/b.png", testing::bandedPNG(60, 40, {{1, 0.8, 0, 1}, {0, 0.5, 0.2, 1}})}};
-    testing::writeFile(work.path / "b.zorvi", BoardArchive::encode(bundle));
+    testing::writeFile(at("b.zorvi"), BoardArchive::encode(bundle));
     return bundle;
   }
+  // What a tool prints about the files in the work folder.
+  std::string output(const std::string& command) { return testing::runShell(command, work.path).out; }
 
-  // The exit status and stderr of `zorvi ARGUMENTS`.
-  static std::pair<int, std::string> zorvi(const std::string& arguments) {
-    const testing::CommandRun run = testing::runZorvi(arguments);
-    return {run.status, run.err};
-  }
-  static std::string output(const std::string& command) { return testing::runShell(command).out; }
-  std::string path(const std::string& name) { return quoted(work.path / name); }
-  std::string sheetText(int sheet) {
-    const std::string k = std::to_string(sheet);
-    return output("pdftotext -f " + k + " -l " + k + " " + path("b.pdf") + " -");
-  }
-
-  static Bytes *photo, *webp;
-  testing::TemporaryFolder work;
+  static inline std::map<std::string, Bytes>* made = nullptr;
+  static inline Bytes *photo = nullptr, *webp = nullptr;
 };
-
-Bytes* NativeExport::photo = nullptr;
-Bytes* NativeExport::webp = nullptr;
 
 TEST_F(NativeExport, SheetsMatchThePagedHTMLExport) {
   ASSERT_FALSE(photo->empty());
@@ -168,18 +147,17 @@ TEST_F(NativeExport, SheetsMatchThePagedHTMLExport) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     board(row.items, header);
-    const std::string args = path("b.zorvi") + " ";
-    ASSERT_EQ(zorvi("export pages " + args + path("b.html") + " " + row.options), std::make_pair(0, std::string()));
-    ASSERT_EQ(zorvi("export pdf " + args + path("b.pdf") + " " + row.options), std::make_pair(0, std::string()));
+    ASSERT_EQ(zorvi("export pages b.zorvi b.html " + row.options), (testing::CommandRun{0, "", ""}));
+    ASSERT_EQ(zorvi("export pdf b.zorvi b.pdf " + row.options), (testing::CommandRun{0, "", ""}));
 
-    const std::string html = readText(work.path / "b.html");
+    const std::string html = readText(at("b.html"));
     std::smatch size;
     ASSERT_TRUE(std::regex_search(html, size, std::regex(R"(@page \{ size: ([0-9.]+)pt ([0-9.]+)pt)")));
     std::size_t htmlPages = 0;
     for (auto at = html.find(R"(<div class="page")"); at != std::string::npos; at = html.find(R"(<div class="page")", at + 1))
       ++htmlPages;
 
-    const auto sheets = sheetSizes(output("pdfinfo -f 1 -l 1000 " + path("b.pdf")));
+    const auto sheets = sheetSizes(output("pdfinfo -f 1 -l 1000 b.pdf"));
     ASSERT_EQ(sheets.size(), htmlPages);
     ASSERT_EQ(sheets.size(), row.sheetTexts.size());
     for (const auto& [width, height] : sheets) {
@@ -187,11 +165,11 @@ TEST_F(NativeExport, SheetsMatchThePagedHTMLExport) {
       EXPECT_NEAR(height, std::stod(size[2]), 0.01);
     }
     for (std::size_t k = 0; k < sheets.size(); ++k) {
-      const std::string found = withoutSpaces(sheetText(static_cast<int>(k + 1)));
+      const std::string found = withoutSpaces(output("pdftotext -f " + std::to_string(k + 1) + " -l " + std::to_string(k + 1) + " b.pdf -"));
       for (const std::string& piece : row.sheetTexts[k])
         EXPECT_NE(found.find(withoutSpaces(piece)), std::string::npos) << "sheet " << k + 1 << ": " << piece << " in " << found;
     }
-    EXPECT_NE(output("pdfinfo " + path("b.pdf")).find("Title:           Spring"), std::string::npos);
+    EXPECT_NE(output("pdfinfo b.pdf").find("Title:           Spring"), std::string::npos);
   }
 }
 
@@ -201,9 +179,9 @@ TEST_F(NativeExport, JPEGsAreEmbeddedAsTheirOwnBytesOnce) {
   // The JPEG straddles two pages; the PNG graphic is stored as pixels, the WebP photo as a JPEG.
   board({picture(1, "p.jpg", {850, 100, 200, 150}, {320, 240}), picture(2, "b.png", {100, 400, 60, 40}, {60, 40}),
          picture(3, "w.webp", {100, 500, 80, 60}, {80, 60})});
-  ASSERT_EQ(zorvi("export pdf " + path("b.zorvi") + " " + path("b.pdf")).first, 0);
+  ASSERT_EQ(zorvi("export pdf b.zorvi b.pdf").status, 0);
 
-  const std::string list = output("pdfimages -list " + path("b.pdf"));
+  const std::string list = output("pdfimages -list b.pdf");
   const std::regex row(R"(\n +(\d+) +\d+ +image +(\d+) +(\d+) +\w+ +\d+ +\d+ +(\w+) +\w+ +(\d+))");
   std::map<std::string, std::vector<std::string>> objectsByEncoding;
   for (auto it = std::sregex_iterator(list.begin(), list.end(), row); it != std::sregex_iterator(); ++it) {
@@ -215,10 +193,10 @@ TEST_F(NativeExport, JPEGsAreEmbeddedAsTheirOwnBytesOnce) {
   EXPECT_EQ(objectsByEncoding["image 60x40"].size(), 1u) << list;
   EXPECT_EQ(objectsByEncoding["jpeg 80x60"].size(), 1u) << list;
 
-  ASSERT_EQ(testing::shell("pdfimages -j -f 2 -l 2 " + path("b.pdf") + " " + path("x")), 0);
-  EXPECT_EQ(readFile(work.path / "x-000.jpg"), *photo);
+  ASSERT_EQ(testing::runShell("pdfimages -j -f 2 -l 2 b.pdf x", work.path).status, 0);
+  EXPECT_EQ(readFile(at("x-000.jpg")), *photo);
   // No picture is stored twice: the file is little more than the photo.
-  EXPECT_LT(fs::file_size(work.path / "b.pdf"), photo->size() + 40000);
+  EXPECT_LT(fs::file_size(at("b.pdf")), photo->size() + 40000);
 }
 
 TEST_F(NativeExport, ASheetLooksLikeTheRenderersPictureOfItsTile) {
@@ -227,12 +205,10 @@ TEST_F(NativeExport, ASheetLooksLikeTheRenderersPictureOfItsTile) {
                                     picture(3, "b.png", {440, 120, 240, 160}, {60, 40}), drawing(4, {100, 600, 600, 300}),
                                     text(5, "A text item set in the sheet", {100, 950, 500, 100}),
                                     text(6, "Running past the edge", {800, 1200, 400, 60})});
-  ASSERT_EQ(zorvi("export pdf " + path("b.zorvi") + " " + path("b.pdf")).first, 0);
+  ASSERT_EQ(zorvi("export pdf b.zorvi b.pdf").status, 0);
   // One pixel per world unit (110 dots per inch, which pdftoppm would round up to 910 × 1287).
-  ASSERT_EQ(testing::shell("pdftoppm -png -scale-to-x 909 -scale-to-y 1286 -f 1 -l 1 -singlefile " + path("b.pdf") +
-                           " " + path("sheet")),
-            0);
-  const Raster sheet = ImageDecoder::decode(readFile(work.path / "sheet.png"), 909, 1286).value_or(Raster{});
+  ASSERT_EQ(testing::runShell("pdftoppm -png -scale-to-x 909 -scale-to-y 1286 -f 1 -l 1 -singlefile b.pdf sheet", work.path).status, 0);
+  const Raster sheet = ImageDecoder::decode(readFile(at("sheet.png")), 909, 1286).value_or(Raster{});
 
   const BoardLayout layout(bundle.manifest.items, {}, Frame{0, 0, 909, 1286});
   const auto reference = RasterCanvas::render(909, 1286, [&](DrawingContext& context) {
@@ -329,8 +305,8 @@ TEST_F(NativeExport, PNGCommandWritesTheScaledBoard) {
       {"", {3000, 1500}}, {"--max-edge 1200", {1200, 600}}, {"--compact", {1000, 500}}, {"--compact --max-edge=100", {100, 50}}};
   for (const auto& [options, size] : rows) {
     SCOPED_TRACE(options);
-    ASSERT_EQ(zorvi("export png " + path("b.zorvi") + " " + path("o.png") + " " + options), std::make_pair(0, std::string()));
-    EXPECT_EQ(testing::pngSize(readFile(work.path / "o.png")), size);
+    ASSERT_EQ(zorvi("export png b.zorvi o.png " + options), (testing::CommandRun{0, "", ""}));
+    EXPECT_EQ(testing::pngSize(readFile(at("o.png"))), size);
   }
 }
 

@@ -13,17 +13,6 @@ namespace {
 const CanvasSize window{800, 600};
 const std::vector<Frame> twoItems{{0, 0, 100, 50}, {300, 200, 100, 100}};
 
-TEST(ViewState, KeysMapToTheActionsImageViewersUse) {
-  const std::pair<const char*, std::optional<Action>> cases[] = {
-      {"plus", Action::zoomIn},      {"KP_Add", Action::zoomIn},        {"equal", Action::zoomIn},
-      {"minus", Action::zoomOut},    {"KP_Subtract", Action::zoomOut},  {"0", Action::fit},
-      {"1", Action::actualSize},     {"Left", Action::panLeft},         {"Down", Action::panDown},
-      {"p", Action::togglePageGrid}, {"F11", Action::toggleFullscreen}, {"f", Action::toggleFullscreen},
-      {"q", std::nullopt},           {"", std::nullopt},                {"P", std::nullopt},
-  };
-  for (const auto& [key, action] : cases) EXPECT_EQ(actionForKey(key), action) << key;
-}
-
 TEST(ViewState, OpensAtTheSavedViewportOnlyWhenItShowsAnItem) {
   const CanvasTransform fitted = *BoardFit::transform(twoItems, window, fitPadding);
   // The second viewport looks at empty canvas far to the right; the third has a zoom of NaN.

@@ -1,7 +1,12 @@
-// The zorvi command as a user runs it: exit status, the one line on stderr, and no stray output.
+// The zorvi command as a user runs it: exit status, the one line on stderr, and the user's files kept.
 #include <gtest/gtest.h>
 
-#include "support/board_files.hpp"
+#include <sys/stat.h>
+
+#include <chrono>
+
+#include "support/command_test.hpp"
+#include "support/html_golden.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/manifest_coding.hpp"
 
@@ -13,11 +18,16 @@ using testing::manifestJson;
 using testing::readText;
 using testing::writeFile;
 
-class ZorviCommand : public ::testing::Test {
+class ZorviCommand : public testing::CommandTest {
  protected:
-  static testing::CommandRun zorvi(const std::string& arguments) { return testing::runZorvi(arguments); }
-  fs::path at(const std::string& name) { return work.path / name; }
-  std::string path(const std::string& name) { return testing::quoted(at(name)); }
+  void SetUp() override {
+    copyExample("a.zorvi");
+    copyExample("b.zorvi");
+    for (const char* name : {"kept.png", "kept.html", "kept.zorvi"}) {
+      writeFile(at(name), std::string("keep me"));
+      fs::permissions(at(name), fs::perms::owner_read | fs::perms::group_read);
+    }
+  }
   void makeBoard(const std::string& name, std::int64_t schemaVersion = 8) {
     BoardBundle bundle;
     bundle.manifest = ManifestCoder::decode(manifestJson(schemaVersion));
@@ -25,86 +35,155 @@ class ZorviCommand : public ::testing::Test {
     bundle.thumbnails = {{"thumbnails/a.png", Bytes(20, 't')}};
     writeFile(at(name), BoardArchive::encode(bundle));
   }
-
-  testing::TemporaryFolder work;
 };
 
-// Help itself is checked with every command's options in the help test.
-TEST_F(ZorviCommand, UsageErrorsExitTwo) {
-  const std::pair<const char*, const char*> rows[] = {  // arguments, what stderr holds
-      {"", "usage: zorvi COMMAND"},
-      {"frob", "usage: zorvi COMMAND"},
-      {"manifest a b", "usage: zorvi manifest BOARD"},
-      {"pack dir", "usage: zorvi pack DIR OUT"},
-      {"unpack --force a b", "usage: zorvi unpack BOARD DIR"},
-  };
-  for (const auto& [arguments, expected] : rows) {
-    SCOPED_TRACE(arguments);
-    const testing::CommandRun run = zorvi(arguments);
-    EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find(expected), std::string::npos) << run.err;
-    EXPECT_EQ(run.out, "");
-  }
-}
-
-TEST_F(ZorviCommand, FailuresGiveOneLineNamingTheCaseAndWriteNothing) {
+TEST_F(ZorviCommand, FailuresPrintOneLineAndLeaveEveryFileAsItWas) {
   makeBoard("schema9.zorvi", 9);
   writeFile(at("garbage.zorvi"), std::string("not a zip"));
+  writeFile(at("folder/manifest.json"), manifestJson());
   writeFile(at("malformed/manifest.json"), std::string("{}"));
   writeFile(at("newer/manifest.json"), manifestJson(9));
   fs::create_directories(at("empty"));
-  writeFile(at("good/manifest.json"), manifestJson());
+  writeFile(at("zero.zorvi"), std::string());
+  writeFile(at("text.json"), std::string("version=1"));
+  writeFile(at("number.json"), std::string(R"({"version":1.3,"url":"u"})"));
+  writeFile(at("surrogate.json"), std::string(R"({"version":"1","url":"\ude00"})"));
+  const std::string board = readText(at("a.zorvi"));
   const struct {
-    std::vector<std::string> arguments;  // the command, then names in the work folder
-    const char* named;                   // the path the message names
-    const char* expected;                // the start of stderr after "zorvi: PATH: "
+    const char* arguments;
+    int status;
+    const char* line;  // the whole stderr line, or its start when it ends in "…"
   } rows[] = {
-      {{"info", "schema9.zorvi"}, "schema9.zorvi", "unsupportedSchemaVersion: found 9, supported 8\n"},
-      {{"manifest", "garbage.zorvi"}, "garbage.zorvi", "archiveCorrupt: Not a zip archive\n"},
-      {{"unpack", "absent.zorvi", "out"}, "absent.zorvi", "archiveCorrupt: no such file\n"},
-      {{"pack", "malformed", "out"}, "malformed", "manifestMalformed: "},
-      {{"pack", "newer", "out"}, "newer", "unsupportedSchemaVersion: found 9, supported 8\n"},
-      {{"pack", "empty", "out"}, "empty", "manifestMissing: "},
-      {{"pack", "absent", "out"}, "absent", "filesystem: "},
-      {{"pack", "good", "no/such/folder/out"}, "no/such/folder/out", "archiveCorrupt: "},
+      {"frob", 2, "zorvi: unknown command 'frob'; usage: zorvi COMMAND…"},
+      {"manifest a b", 2, "zorvi manifest: …usage: zorvi manifest BOARD\n"},
+      {"pack dir", 2, "zorvi pack: …usage: zorvi pack DIR OUT\n"},
+      {"unpack --force a b", 2, "zorvi unpack: …usage: zorvi unpack BOARD DIR\n"},
+      {"info a.zorvi --force", 2, "zorvi info: unknown option --force…"},
+      {"thumbnail a.zorvi b.zorvi", 2,
+       "zorvi thumbnail: b.zorvi is a board file (a ZIP archive) and is not replaced without --force\n"},
+      {"thumbnail a.zorvi a.zorvi --force", 2, "zorvi thumbnail: a.zorvi is also an input; name another output file\n"},
+      {"thumbnail a.zorvi ./folder/../a.zorvi", 2, "zorvi thumbnail: ./folder/../a.zorvi is also an input…"},
+      {"export html a.zorvi b.zorvi", 2, "zorvi export: b.zorvi is a board file…"},
+      {"export pages a.zorvi b.zorvi --logo b.zorvi --force", 2, "zorvi export: b.zorvi is also an input…"},
+      {"thumbnail a.zorvi out.png --size 0", 2, "zorvi thumbnail: --size takes a whole number from 1 to 32767, not '0'…"},
+      {"thumbnail a.zorvi out.png --size=32768", 2, "zorvi thumbnail: --size takes a whole number from 1 to 32767…"},
+      {"thumbnail a.zorvi out.png --size 2.5", 2, "zorvi thumbnail: --size takes a whole number from 1 to 32767…"},
+      {"thumbnail a.zorvi out.png --scale 0", 2, "zorvi thumbnail: --scale takes a number from 0.1 to 16…"},
+      {"thumbnail a.zorvi kept.png", 1, "zorvi: kept.png: filesystem: Permission denied\n"},
+      {"export html a.zorvi kept.html", 1, "zorvi: kept.html: filesystem: Permission denied\n"},
+      {"pack folder kept.zorvi", 1, "zorvi: kept.zorvi: filesystem: Permission denied\n"},
+      {"thumbnail absent.zorvi out.png", 1, "zorvi: absent.zorvi: archiveCorrupt: no such file\n"},
+      {"manifest absent/a.zorvi", 1, "zorvi: absent/a.zorvi: archiveCorrupt: no such file\n"},
+      {"unpack absent.zorvi out", 1, "zorvi: absent.zorvi: archiveCorrupt: no such file\n"},
+      {"info folder", 1, "zorvi: folder: archiveCorrupt: a folder, not a board file\n"},
+      {"info zero.zorvi", 1, "zorvi: zero.zorvi: archiveCorrupt: Not a zip archive\n"},
+      {"info /dev/null", 1, "zorvi: /dev/null: archiveCorrupt: not a regular file\n"},
+      {"info schema9.zorvi", 1, "zorvi: schema9.zorvi: unsupportedSchemaVersion: found 9, supported 8\n"},
+      {"manifest garbage.zorvi", 1, "zorvi: garbage.zorvi: archiveCorrupt: Not a zip archive\n"},
+      {"pack malformed out", 1, "zorvi: malformed: manifestMalformed: …"},
+      {"pack newer out", 1, "zorvi: newer: unsupportedSchemaVersion: found 9, supported 8\n"},
+      {"pack empty out", 1, "zorvi: empty: manifestMissing: …"},
+      {"pack absent out", 1, "zorvi: absent: filesystem: …"},
+      {"pack folder no/such/folder/out", 1, "zorvi: no/such/folder/out: archiveCorrupt: …"},
+      {"update-check 1.0 text.json", 1, "zorvi: text.json: json: invalid JSON at byte 0: Invalid value.\n"},
+      {"update-check 1.0 number.json", 1, "zorvi: number.json: json: key \"version\" is not a string\n"},
+      {"update-check 1.0 absent.json", 1, "zorvi: absent.json: filesystem: No such file or directory\n"},
+      {"update-check 1.0 surrogate.json", 1,
+       "zorvi: surrogate.json: json: invalid JSON at byte 29: escaped lone surrogate in a string\n"},
+      {"update-check 1.0", 2, "zorvi update-check: …usage: zorvi update-check VERSION FEED.json\n"},
+      {"update-check 1.0 text.json extra", 2, "zorvi update-check: …usage: zorvi update-check VERSION FEED.json\n"},
+      {"update-check --fast 1.0 text.json", 2, "zorvi update-check: …usage: zorvi update-check VERSION FEED.json\n"},
   };
   for (const auto& row : rows) {
-    std::string arguments = row.arguments[0];
-    for (std::size_t i = 1; i < row.arguments.size(); ++i) arguments += " " + path(row.arguments[i]);
-    SCOPED_TRACE(arguments);
-    const testing::CommandRun run = zorvi(arguments);
-    EXPECT_EQ(run.status, 1);
-    EXPECT_TRUE(run.err.starts_with("zorvi: " + at(row.named).string() + ": " + row.expected)) << run.err;
-    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    SCOPED_TRACE(row.arguments);
+    const testing::CommandRun run = zorvi(row.arguments);
+    EXPECT_EQ(run.status, row.status);
+    testing::expectOneLine(run.err, row.line);
     EXPECT_EQ(run.out, "");
-    EXPECT_FALSE(fs::exists(at("out")));
+    EXPECT_EQ(readText(at("a.zorvi")), board);
+    EXPECT_EQ(readText(at("b.zorvi")), board);
+    for (const char* name : {"kept.png", "kept.html", "kept.zorvi"}) EXPECT_EQ(readText(at(name)), "keep me") << name;
+    for (const char* name : {"out", "out.png", "out.html"}) EXPECT_FALSE(fs::exists(at(name))) << name;
+  }
+  const testing::CommandRun bare = zorvi("");
+  EXPECT_EQ(bare.status, 2);
+  EXPECT_TRUE(bare.err.starts_with("usage: zorvi COMMAND")) << bare.err;
+}
+
+TEST_F(ZorviCommand, ReplacingKeepsPermissionsAndForceReplacesABoard) {
+  writeFile(at("folder/manifest.json"), manifestJson());
+  const std::pair<const char*, const char*> rows[] = {
+      {"thumbnail a.zorvi private.png", "private.png"},
+      {"export html a.zorvi private.html", "private.html"},
+      {"pack folder private.zorvi", "private.zorvi"},
+  };
+  for (const auto& [arguments, output] : rows) {
+    SCOPED_TRACE(arguments);
+    writeFile(at(output), std::string("old"));
+    fs::permissions(at(output), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(zorvi(arguments).status, 0);
+    EXPECT_NE(readText(at(output)), "old");
+    EXPECT_EQ(fs::status(at(output)).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  }
+  EXPECT_EQ(zorvi("thumbnail a.zorvi b.zorvi --force").status, 0);
+  EXPECT_TRUE(readText(at("b.zorvi")).starts_with("\x89PNG"));
+}
+
+TEST_F(ZorviCommand, StaleTemporariesOfTheSameOutputAreRemoved) {
+  const std::string uuid = "3F2504E0-4F89-41D3-9A0C-0305E82C3301";
+  const auto old = fs::file_time_type::clock::now() - std::chrono::hours(1);
+  const std::tuple<std::string, bool, bool> rows[] = {  // name, stale, removed
+      {".out.html." + uuid + ".tmp", true, true},
+      {".out.html." + uuid + ".tmp", false, false},  // a writer may still be at work
+      {".out.html.notanid.tmp", true, false},
+      {".other.html." + uuid + ".tmp", true, false},
+      {"out.html." + uuid + ".tmp", true, false},
+  };
+  for (const auto& [name, stale, removed] : rows) {
+    SCOPED_TRACE(name + (stale ? " (stale)" : " (fresh)"));
+    writeFile(at(name), std::string("left behind"));
+    if (stale) fs::last_write_time(at(name), old);
+    EXPECT_EQ(zorvi("export html a.zorvi out.html").status, 0);
+    EXPECT_EQ(fs::exists(at(name)), !removed);
+    fs::remove(at(name));
   }
 }
 
+// Every image item's entries and format, and the sizes read from the directory, whole in
+// tests/golden/zorvi_info.txt.
 TEST_F(ZorviCommand, InfoAndManifestDescribeTheBoard) {
-  makeBoard("board.zorvi");
-  const testing::CommandRun info = zorvi("info " + path("board.zorvi"));
-  EXPECT_EQ(info.status, 0);
-  for (const char* line :
-       {"name: Spring\n", "schema version: 8\n", "created: 2025-03-14T09:26:53Z\n",
-        "images: 2 entries, 300 bytes\n  images/a.png  300 bytes\n  images/sub/b.png  0 bytes\n",
-        "items: 0 (image 0, text 0, shape 0, drawing 0)\n", "thumbnails: 1 entry, 20 bytes\n",
-        "page setup: none", "header: none\n"}) {
-    EXPECT_NE(info.out.find(line), std::string::npos) << line;
-  }
-  const testing::CommandRun manifest = zorvi("manifest " + path("board.zorvi"));
-  EXPECT_EQ(manifest.status, 0);
-  EXPECT_EQ(manifest.err, "");
-  std::string expected = ManifestCoder::encode(BoardArchive::read(at("board.zorvi")).manifest);
+  const auto image = [](std::uint8_t n, std::optional<std::string> full, std::optional<std::string> thumbnail) {
+    CanvasItem item(Uuid{{n}}, "", "", {0, 0, 10, 10}, 0, {}, {}, {}, {}, false, {});
+    item.image = std::move(full), item.thumbnail = std::move(thumbnail);
+    return item;
+  };
+  BoardBundle bundle;
+  bundle.manifest = ManifestCoder::decode(manifestJson());
+  bundle.manifest.items = {image(1, "images/a.png", "thumbnails/a.png"), image(2, "images/b.png", "thumbnails/a.png"),
+                           image(3, "images/c.heic", "thumbnails/a.png"), image(4, "images/gone.png", "thumbnails/a.png"),
+                           image(5, "images/a.png", "thumbnails/gone.png"), image(6, "images/a.png", {}),
+                           image(7, {}, "thumbnails/gone.png")};
+  bundle.manifest.items.emplace_back(Uuid{{9}}, ShapeContent{}, Frame{}, 0, false, std::nullopt);
+  bundle.images = {{"images/a.png", {0xFF, 0xD8, 0xFF, 0xE0}}, {"images/b.png", {'G', 'I', 'F', '8', '9', 'a'}},
+                   {"images/c.heic", {0, 0, 0, 0x10, 'f', 't', 'y', 'p', 'i', 's', 'o', 'm', 0, 0, 0, 0}},
+                   {"images/sub/empty.png", {}}};
+  bundle.thumbnails = {{"thumbnails/a.png", {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'}}};
+  BoardArchive::write(bundle, at("board.zorvi"));
+
+  const testing::CommandRun info = zorvi("info board.zorvi");
+  EXPECT_EQ(std::pair(info.status, info.err), std::pair(0, std::string()));
+  testing::expectMatchesGolden("zorvi_info", info.out, "txt");
+  const testing::CommandRun manifest = zorvi("manifest board.zorvi");
+  EXPECT_EQ(std::pair(manifest.status, manifest.err), std::pair(0, std::string()));
+  const std::string expected = ManifestCoder::encode(BoardArchive::read(at("board.zorvi")).manifest);
   EXPECT_EQ(manifest.out, expected.ends_with('\n') ? expected : expected + '\n');
 }
 
 TEST_F(ZorviCommand, PackAndUnpackRoundTrip) {
   makeBoard("board.zorvi");
-  ASSERT_EQ(zorvi("unpack " + path("board.zorvi") + " " + path("out")).status, 0);
-  EXPECT_EQ(readText(at("out/manifest.json")),
-            ManifestCoder::encode(BoardArchive::read(at("board.zorvi")).manifest));
-  const testing::CommandRun run = zorvi("pack " + path("out") + " " + path("again.zorvi"));
+  ASSERT_EQ(zorvi("unpack board.zorvi out").status, 0);
+  EXPECT_EQ(readText(at("out/manifest.json")), ManifestCoder::encode(BoardArchive::read(at("board.zorvi")).manifest));
+  const testing::CommandRun run = zorvi("pack out again.zorvi");
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(BoardArchive::read(at("again.zorvi")), BoardArchive::read(at("board.zorvi")));
 }
@@ -115,9 +194,9 @@ TEST_F(ZorviCommand, UnpackNeverWritesOutsideTheFolder) {
   bundle.images = {{"images/fine.png", Bytes{2}}};
   bundle.thumbnails = {{"thumbnails/./../../escaped.png", Bytes{1}}};
   writeFile(at("hostile.zorvi"), BoardArchive::encode(bundle));
-  const testing::CommandRun run = zorvi("unpack " + path("hostile.zorvi") + " " + path("out/inner"));
+  const testing::CommandRun run = zorvi("unpack hostile.zorvi out/inner");
   EXPECT_EQ(run.status, 1);
-  EXPECT_TRUE(run.err.starts_with("zorvi: " + at("out/inner").string() + ": filesystem: ")) << run.err;
+  EXPECT_TRUE(run.err.starts_with("zorvi: out/inner: filesystem: ")) << run.err;
   EXPECT_FALSE(fs::exists(at("out"))) << "nothing is written once one entry is refused";
 
   // A link already in the folder must not be followed, neither as a folder nor as a file.
@@ -127,9 +206,28 @@ TEST_F(ZorviCommand, UnpackNeverWritesOutsideTheFolder) {
   fs::create_directories(at("linkedFile/thumbnails"));
   fs::create_directory_symlink(at("outside"), at("linked/images"));
   fs::create_symlink(at("outside/victim"), at("linkedFile/thumbnails/a.png"));
-  EXPECT_EQ(zorvi("unpack " + path("board.zorvi") + " " + path("linked")).status, 1);
-  EXPECT_EQ(zorvi("unpack " + path("board.zorvi") + " " + path("linkedFile")).status, 1);
+  EXPECT_EQ(zorvi("unpack board.zorvi linked").status, 1);
+  EXPECT_EQ(zorvi("unpack board.zorvi linkedFile").status, 1);
   EXPECT_TRUE(fs::is_empty(at("outside")));
+}
+
+TEST_F(ZorviCommand, UpdateCheckAnswersOnOneLine) {
+  writeFile(at("feed.json"), std::string(R"({"version":"1.3","url":"https://zorvi.example/dl/1.3?a=1&b=2","minOS":"12"})"));
+  writeFile(at("break.json"), std::string(R"({"version":"2","url":"a\nb"})"));
+  const std::pair<const char*, const char*> rows[] = {
+      {"1.2.9 feed.json", "update available: 1.3.0 (https://zorvi.example/dl/1.3?a=1&b=2)\n"},
+      {"1.3.0 feed.json", "up to date\n"},
+      {"v1.2 feed.json", "unknown\n"},
+      {"1.2 - < feed.json", "update available: 1.3.0 (https://zorvi.example/dl/1.3?a=1&b=2)\n"},
+      {"1 break.json", "update available: 2.0.0 (a%0Ab)\n"},  // an escaped line break must not split the answer
+  };
+  for (const auto& [arguments, answer] : rows) {
+    SCOPED_TRACE(arguments);
+    const testing::CommandRun run = zorvi(std::string("update-check ") + arguments);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, answer);
+    EXPECT_EQ(run.err, "");
+  }
 }
 
 }  // namespace

@@ -83,6 +83,7 @@ inline std::string quoted(const std::filesystem::path& path) {
 struct CommandRun {
   int status;
   std::string out, err;
+  bool operator==(const CommandRun&) const = default;
 };
 
 // Runs a shell command line in `where`, catching its stdout and stderr.

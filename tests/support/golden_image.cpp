@@ -5,22 +5,10 @@
 #include <filesystem>
 #include <vector>
 
-#include "support/board_files.hpp"
+#include "support/image_files.hpp"
 #include "zorvi/drawing_context.hpp"
 
 namespace zorvi::testing {
-namespace {
-
-int channelDistance(std::uint32_t a, std::uint32_t b) {
-  int worst = 0;
-  for (int shift = 0; shift < 32; shift += 8) {
-    const int d = std::abs(static_cast<int>((a >> shift) & 0xFF) - static_cast<int>((b >> shift) & 0xFF));
-    worst = std::max(worst, d);
-  }
-  return worst;
-}
-
-}  // namespace
 
 std::string compareWithGolden(const Raster& raster, const std::string& name, int tolerance) {
   const std::filesystem::path golden = std::filesystem::path(ZORVI_GOLDEN_DIR) / (name + ".png");

@@ -3,7 +3,12 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -56,6 +61,35 @@ inline std::pair<std::uint32_t, std::uint32_t> pngSize(const Bytes& png) {
     return std::uint32_t{png[at]} << 24 | std::uint32_t{png[at + 1]} << 16 | std::uint32_t{png[at + 2]} << 8 | png[at + 3];
   };
   return {word(16), word(20)};
+}
+
+// Files made by shell commands (NAME, the command that writes it), each set once per build tree: GoogleTest
+// runs each test in its own process under ctest, and a complete set is moved into place in one rename, so
+// parallel runs never see half of one. Empty when a command fails.
+inline std::map<std::string, Bytes> madeFiles(const std::vector<std::pair<std::string, std::string>>& commands) {
+  std::string recipe;
+  for (const auto& [name, command] : commands) recipe += name + '\n' + command + '\n';
+  const std::filesystem::path cache = std::filesystem::path(ZORVI_BINARY_DIR) / "test-images" /
+                                      std::to_string(std::hash<std::string>{}(recipe));
+  if (!std::filesystem::exists(cache)) {
+    std::error_code error;
+    std::filesystem::create_directories(cache.parent_path(), error);
+    TemporaryFolder scratch(cache.parent_path());
+    for (const auto& [name, command] : commands)
+      if (shell("cd " + quoted(scratch.path) + " && " + command + " >/dev/null 2>&1") != 0) return {};
+    std::filesystem::rename(scratch.path, cache, error);  // fails harmlessly when a parallel run won
+  }
+  std::map<std::string, Bytes> files;
+  for (const auto& [name, command] : commands) files[name] = readFile(cache / name);
+  return files;
+}
+
+// Largest per-channel difference between two ARGB words.
+inline int channelDistance(std::uint32_t a, std::uint32_t b) {
+  int worst = 0;
+  for (int shift = 0; shift < 32; shift += 8)
+    worst = std::max(worst, std::abs(static_cast<int>((a >> shift) & 0xFF) - static_cast<int>((b >> shift) & 0xFF)));
+  return worst;
 }
 
 }  // namespace zorvi::testing

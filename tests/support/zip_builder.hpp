@@ -36,15 +36,16 @@ struct BuiltZip {
 
 inline Bytes toBytes(std::string_view text) { return Bytes(text.begin(), text.end()); }
 
-inline Bytes rawDeflate(const Bytes& data) {
+// A raw deflate stream of the bytes, flushed fully (so that it decodes on its own) or finished.
+inline Bytes rawDeflate(const Bytes& data, int flush = Z_FINISH, int level = Z_DEFAULT_COMPRESSION) {
   z_stream stream{};
-  deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY);
-  Bytes out(deflateBound(&stream, static_cast<uLong>(data.size())));
+  deflateInit2(&stream, level, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY);
+  Bytes out(deflateBound(&stream, static_cast<uLong>(data.size())) + 16);
   stream.next_in = const_cast<Bytef*>(data.data());
   stream.avail_in = static_cast<uInt>(data.size());
   stream.next_out = out.data();
   stream.avail_out = static_cast<uInt>(out.size());
-  deflate(&stream, Z_FINISH);
+  deflate(&stream, flush);
   out.resize(stream.total_out);
   deflateEnd(&stream);
   return out;
@@ -54,29 +55,16 @@ inline Bytes rawDeflate(const Bytes& data) {
 // them all: a megabyte deflated once with a full flush decodes on its own, so copies of it follow one
 // another, and an empty final block ends the stream.
 inline std::pair<Bytes, std::uint32_t> deflatedZeros(std::uint64_t count) {
-  const auto deflatePiece = [](uInt size) {
-    const Bytes zeros(size, 0);
-    z_stream stream{};
-    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY);
-    Bytes out(deflateBound(&stream, size) + 16);
-    stream.next_in = const_cast<Bytef*>(zeros.data());
-    stream.avail_in = size;
-    stream.next_out = out.data();
-    stream.avail_out = static_cast<uInt>(out.size());
-    deflate(&stream, Z_FULL_FLUSH);
-    out.resize(stream.total_out);
-    deflateEnd(&stream);
-    return std::pair(out, crc32(0, zeros.data(), size));
-  };
   constexpr uInt pieceSize = 1 << 20;
-  const auto [piece, pieceCrc] = deflatePiece(pieceSize);
+  const Bytes zeros(pieceSize, 0);
+  const Bytes piece = rawDeflate(zeros, Z_FULL_FLUSH, Z_BEST_COMPRESSION);
   Bytes out;
   uLong crc = 0;
   for (std::uint64_t left = count; left > 0;) {
     const auto take = static_cast<uInt>(std::min<std::uint64_t>(left, pieceSize));
-    const auto [last, lastCrc] = take == pieceSize ? std::pair(piece, pieceCrc) : deflatePiece(take);
+    const Bytes last = take == pieceSize ? piece : rawDeflate(Bytes(take, 0), Z_FULL_FLUSH, Z_BEST_COMPRESSION);
     out.insert(out.end(), last.begin(), last.end());
-    crc = crc32_combine(crc, lastCrc, static_cast<z_off_t>(take));
+    crc = crc32_combine(crc, crc32(0, zeros.data(), take), static_cast<z_off_t>(take));
     left -= take;
   }
   out.insert(out.end(), {0x03, 0x00});

@@ -1,16 +1,10 @@
 #!/usr/bin/env python3
 """The board viewer as a person meets it: installed into a scratch prefix and XDG data folder, found as
-the board type's default application, opened by xdg-open on Xvfb, driven by real key presses, and its
-picture compared with the renderer's own picture of the same view.
+the board type's default application, opened by xdg-open, driven by real key presses, and its picture
+compared with the renderer's own picture of the same view.
 
-viewer_test.py --viewer BIN --reference BIN --board BOARD --build-dir DIR --work DIR"""
-import argparse
-import os
-import shutil
-import subprocess
-import sys
-import tempfile
-import time
+xvfb-run viewer_test.py --viewer BIN --reference BIN --board BOARD --build-dir DIR --work DIR"""
+import argparse, os, shutil, subprocess, sys, tempfile, time
 
 
 def check(condition, message):
@@ -43,31 +37,6 @@ def changed_pixels(a, b, threshold=48):
     return out
 
 
-class Display:
-    """A private Xvfb screen."""
-
-    def __init__(self, work):
-        self.number = None
-        for n in range(90, 140):
-            if not os.path.exists(f"/tmp/.X{n}-lock"):
-                self.number = n
-                break
-        check(self.number is not None, "no free X display number")
-        self.process = subprocess.Popen(["Xvfb", f":{self.number}", "-screen", "0", "1280x800x24", "-nolisten", "tcp"],
-                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        deadline = time.time() + 10
-        while not os.path.exists(f"/tmp/.X11-unix/X{self.number}") and time.time() < deadline:
-            time.sleep(0.05)
-        check(os.path.exists(f"/tmp/.X11-unix/X{self.number}"), "Xvfb did not start")
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.process.terminate()
-        self.process.wait()
-
-
 def run(argv, env, timeout=60):
     return subprocess.run(argv, env=env, capture_output=True, text=True, timeout=timeout)
 
@@ -91,7 +60,7 @@ def part_matches_renderer(args, env, work):
     def reference(name, *extra):
         path = os.path.join(work, name)
         made = run([args.reference, args.board, zoom, ox, oy, str(width), str(height), path, *extra], env, 120)
-        check(made.returncode == 0, f"view_reference failed: {made.stderr.strip()}")
+        check(made.returncode == 0, f"reference_picture failed: {made.stderr.strip()}")
         return load_png(path)
 
     want, textless = reference("reference.png"), reference("reference-textless.png", "--without-text")
@@ -200,10 +169,9 @@ def main():
     work = args.work
     shutil.rmtree(work, ignore_errors=True)
     os.makedirs(work)
-    with Display(work) as display, tempfile.TemporaryDirectory() as runtime:
+    with tempfile.TemporaryDirectory() as runtime:
         os.chmod(runtime, 0o700)
-        env = dict(os.environ, DISPLAY=f":{display.number}", XDG_RUNTIME_DIR=runtime, GDK_BACKEND="x11",
-                   GSK_RENDERER="cairo", NO_AT_BRIDGE="1")
+        env = dict(os.environ, XDG_RUNTIME_DIR=runtime, GDK_BACKEND="x11", GSK_RENDERER="cairo", NO_AT_BRIDGE="1")
         env.pop("WAYLAND_DISPLAY", None)
         part_matches_renderer(args, env, work)
         part_unreadable_board(args, env, work)
