@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <future>
 #include <limits>
 #include <map>
@@ -322,10 +321,9 @@ class BandContext final : public DrawingContext {
     double lastRow = 0;
   };
   using Cache = std::map<Key, Decoded>;
-  using Decode = std::function<std::optional<Raster>(std::span<const std::uint8_t>, std::int32_t, std::int32_t)>;
 
-  BandContext(DrawingContext& band, Cache& cache, const Decode& decode, Rows rows, double pictureHeight, double scale)
-      : band_(band), cache_(cache), decode_(decode), rows_(rows), pictureHeight_(pictureHeight), scale_(scale) {}
+  BandContext(DrawingContext& band, Cache& cache, Pictures& pictures, Rows rows, double pictureHeight, double scale)
+      : band_(band), cache_(cache), pictures_(pictures), rows_(rows), pictureHeight_(pictureHeight), scale_(scale) {}
 
   void fillRect(const Rect& rect, const Color& color) override { band_.fillRect(rect, color); }
   void strokeRect(const Rect& rect, const Color& color, double width) override { band_.strokeRect(rect, color, width); }
@@ -344,7 +342,7 @@ class BandContext final : public DrawingContext {
     if (added) {
       const Point ppu = band_.pixelsPerUnit();
       entry->second.raster =
-          decode_(bytes, render::targetPixels(rect.width * ppu.x), render::targetPixels(rect.height * ppu.y));
+          pictures_.decode(bytes, render::targetPixels(rect.width * ppu.x), render::targetPixels(rect.height * ppu.y));
       entry->second.lastRow = covered.last;
     }
     if (!entry->second.raster) return false;
@@ -376,7 +374,7 @@ class BandContext final : public DrawingContext {
 
   DrawingContext& band_;
   Cache& cache_;
-  const Decode& decode_;
+  Pictures& pictures_;
   Rows rows_;
   double pictureHeight_, scale_;
 };
@@ -570,9 +568,6 @@ std::optional<NativeExportError> write(const BoardBundle& bundle, const ImageVie
     pictures.plan(placed->item.id, images.at(placed->item.id).data, render::targetPixels(placed->frame.width * size->scale),
                   render::targetPixels(placed->frame.height * size->scale));
   pictures.start();
-  const BandContext::Decode decode = [&](std::span<const std::uint8_t> bytes, std::int32_t w, std::int32_t h) {
-    return pictures.decode(bytes, w, h);
-  };
 
   BandContext::Cache decoded;
   const std::string_view background = bundle.manifest.board.canvas.backgroundColor;
@@ -585,7 +580,7 @@ std::optional<NativeExportError> write(const BoardBundle& bundle, const ImageVie
     cairo_translate(cr, 0, -static_cast<double>(first));
     {
       CairoContext picture(cr, static_cast<double>(height));
-      BandContext band(picture, decoded, decode, {static_cast<double>(first), static_cast<double>(first + rows)},
+      BandContext band(picture, decoded, pictures, {static_cast<double>(first), static_cast<double>(first + rows)},
                        static_cast<double>(height), size->scale);
       band.scale(size->scale, size->scale);
       BoardCGRenderer::draw(layout, band, images, background);
