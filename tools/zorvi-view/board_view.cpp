@@ -146,28 +146,21 @@ std::vector<DecodeRequest> ViewFrame::update(const OpenBoard& board, const ViewS
     }
   }
   if (zooming && sameView && drawn_->rough && drawn_->transform == state.transform) return {};
-  if (zooming && sameView && (drawn_->rough || drawn_->transform.zoom != state.transform.zoom)) {
-    // The next zoom step redraws it all anyway: no margin, and the quickest resampling.
-    width_ = static_cast<std::int32_t>(std::ceil(state.window.width * deviceScale));
-    height_ = static_cast<std::int32_t>(std::ceil(state.window.height * deviceScale));
-    pixels_.resize(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_));
-    drawn_ = Drawn{state.transform, state.window, deviceScale, true};
-    windowX_ = windowY_ = 0;
-    ++draws_;
-    return drawFrame(board, state, deviceScale, cache, pixels_, width_, height_, width_,
-                     RasterCanvas::Resampling::nearest);
-  }
-  width_ = static_cast<std::int32_t>(std::ceil(state.window.width * deviceScale)) + 2 * margin;
-  height_ = static_cast<std::int32_t>(std::ceil(state.window.height * deviceScale)) + 2 * margin;
+  // While zooming the next step redraws it all anyway: no margin, and the quickest resampling.
+  const bool rough = zooming && sameView && (drawn_->rough || drawn_->transform.zoom != state.transform.zoom);
+  const std::int32_t pad = rough ? 0 : margin;
+  width_ = static_cast<std::int32_t>(std::ceil(state.window.width * deviceScale)) + 2 * pad;
+  height_ = static_cast<std::int32_t>(std::ceil(state.window.height * deviceScale)) + 2 * pad;
   pixels_.resize(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_));
   // The same view, seen through a window grown by the margin on every side.
-  const double grow = margin / deviceScale;
+  const double grow = pad / deviceScale;
   const ViewState wide{state.transform.panned({grow, grow}),
                        {state.window.width + 2 * grow, state.window.height + 2 * grow}, false, false};
-  drawn_ = Drawn{state.transform, state.window, deviceScale, false};
-  windowX_ = windowY_ = margin;
+  drawn_ = Drawn{state.transform, state.window, deviceScale, rough};
+  windowX_ = windowY_ = pad;
   ++draws_;
-  return drawFrame(board, wide, deviceScale, cache, pixels_, width_, height_, width_);
+  return drawFrame(board, wide, deviceScale, cache, pixels_, width_, height_, width_,
+                   rough ? RasterCanvas::Resampling::nearest : RasterCanvas::Resampling::fast);
 }
 
 std::optional<std::string> exportBoard(const OpenBoard& board, ExportKind kind, const std::filesystem::path& path) {
