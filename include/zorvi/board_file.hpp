@@ -22,7 +22,8 @@ class BoardFile {
   // for entry records that cannot be right; no image data is read. Throws BoardArchiveError.
   static BoardFile open(const std::filesystem::path& path);
   // Opens the board and reads every image and thumbnail entry through once, with the errors
-  // BoardArchive::read gives and in its order, holding none of them. Throws BoardArchiveError.
+  // BoardArchive::read gives and in its order; an entry stored where it can be viewed is not copied, any
+  // other is held only while it is checked. Throws BoardArchiveError, or std::bad_alloc as read does.
   static BoardFile openChecked(const std::filesystem::path& path);
 
   BoardFile(BoardFile&&) noexcept;

@@ -62,7 +62,9 @@ BoardFile BoardFile::openChecked(const std::filesystem::path& path) {
           const std::lock_guard lock(marking);
           inPlace.insert(i);
         } else {
-          archive_reading::streamEntry(zip, entry.entry, [](std::span<const std::uint8_t>) {});
+          // Held for a moment, as reading the whole board holds it: an entry too large for memory fails
+          // here as it fails there, with std::bad_alloc.
+          archive_reading::extract(zip, entry.entry);
         }
       });
   for (std::size_t i = 0; i < entries.size(); ++i)
