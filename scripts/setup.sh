@@ -29,6 +29,8 @@ packages=(
   tumbler dbus kio-extras
   chromium poppler-utils time
   hyperfine
+  # the floors some benchmarks print beside their figures
+  libsimdjson-dev
   # Debian packages: CPack's dependency scan and the package checker
   dpkg-dev file lintian
   # the completion test loads bash-completion's helpers, as an interactive shell does
