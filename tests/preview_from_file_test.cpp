@@ -100,32 +100,5 @@ TEST(PreviewFromFile, DrawsWhatTheWholeBoardDraws) {
   }
 }
 
-// A damaged picture the board file was not checked for ends the drawing with the error reading gives.
-TEST(PreviewFromFile, DamagedPictureFailsAsReadingFails) {
-  const Board board = mixed();
-  testing::BuiltZip zip = testing::buildZip({
-      {.name = "manifest.json",
-       .data = testing::toBytes(ManifestCoder::encode(board.bundle.manifest)),
-       .method = 8},
-      {.name = "images/a.png", .data = picture(1)},
-  });
-  zip.bytes[zip.dataOffsets[1] + 20] ^= 0x08;
-  testing::TemporaryFolder folder;
-  const auto path = folder.path / "board.zorvi";
-  testing::writeFile(path, zip.bytes);
-  const auto errorOf = [](const std::function<void()>& reading) -> std::optional<BoardArchiveError> {
-    try {
-      reading();
-    } catch (const BoardArchiveError& error) {
-      return error;
-    }
-    return std::nullopt;
-  };
-  const auto expected = errorOf([&] { BoardArchive::read(path); });
-  ASSERT_TRUE(expected);
-  EXPECT_EQ(errorOf([&] { BoardFile::openChecked(path); }), expected);
-  EXPECT_EQ(errorOf([&] { BoardPreviewRenderer::render(BoardFile::open(path), 300); }), expected);
-}
-
 }  // namespace
 }  // namespace zorvi

@@ -38,7 +38,7 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 // Draws the board with its pictures from `images`; `done` hears of each picture's bytes once the last item
-// showing them has been decoded.
+// showing them has been decoded into pixels.
 std::optional<Raster> renderViews(const Manifest& manifest, const ImageViewMap& images, double maxPixel,
                                   const SkippedImageHandler& onSkipped, const std::function<void(Bytes)>& done) {
   const BoardLayout layout(manifest.items, CaptionHeights{});
@@ -65,7 +65,9 @@ std::optional<Raster> renderViews(const Manifest& manifest, const ImageViewMap& 
   const render::DecodeFunction decode = [&](const CanvasItem& item, std::span<const std::uint8_t> bytes,
                                             std::int32_t w, std::int32_t h) {
     auto raster = prefetch.take(item.id, bytes, w, h);
-    if (const auto found = uses.find(bytes.data()); done && found != uses.end() && --found->second == 0) done(bytes);
+    // Bytes that gave no picture stay: the drawing reads them again to say why.
+    if (const auto found = uses.find(bytes.data()); found != uses.end() && --found->second == 0 && raster && done)
+      done(bytes);
     return raster;
   };
   return RasterCanvas::render(width, height, [&](DrawingContext& context) {
