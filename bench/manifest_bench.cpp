@@ -26,15 +26,19 @@ const std::string& largeManifest() {
   return json;
 }
 
-// A board holding only that manifest, deflated as boards keep it.
+// A board holding only that manifest, deflated as boards keep it; written to ZORVI_BENCH_MANIFEST_BOARD and
+// kept there when that is set (bench/manifest_info.sh times `zorvi info` on it).
 const fs::path& largeBoard() {
   static const fs::path path = [] {
+    const char* given = std::getenv("ZORVI_BENCH_MANIFEST_BOARD");
     const fs::path made =
-        fs::temp_directory_path() / ("zorvi-manifest-bench-" + std::to_string(::getpid()) + ".zorvi");
+        given && *given
+            ? fs::path(given)
+            : fs::temp_directory_path() / ("zorvi-manifest-bench-" + std::to_string(::getpid()) + ".zorvi");
     zorvi::BoardBundle bundle;
     bundle.manifest = zorvi::ManifestCoder::decode(largeManifest());
     zorvi::BoardArchive::write(bundle, made);
-    std::atexit([] { fs::remove(largeBoard()); });
+    if (!given || !*given) std::atexit([] { fs::remove(largeBoard()); });
     return made;
   }();
   return path;

@@ -11,7 +11,7 @@ packages=(
   build-essential cmake ninja-build pkg-config clang-14 libclang-rt-14-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   # core library
-  rapidjson-dev libutf8proc-dev libzip-dev zlib1g-dev libdeflate-dev
+  rapidjson-dev libsimdjson-dev libutf8proc-dev libzip-dev zlib1g-dev libdeflate-dev
   # rendering, text and image decoding
   libcairo2-dev libpixman-1-dev libpango1.0-dev libfontconfig-dev
   libjpeg62-turbo-dev libspng-dev libwebp-dev libavif-dev
@@ -29,8 +29,6 @@ packages=(
   tumbler dbus kio-extras
   chromium poppler-utils time
   hyperfine
-  # the floors some benchmarks print beside their figures
-  libsimdjson-dev
   # Debian packages: CPack's dependency scan and the package checker
   dpkg-dev file lintian
   # the completion test loads bash-completion's helpers, as an interactive shell does
