@@ -312,6 +312,7 @@ Manifest readManifest(const OpenArchive& archive, std::uint64_t& unclaimed) {
   if (entry.data && !entry.stored && entry.declared <= largestManifestInPlace) {
     const std::unique_ptr<std::uint8_t[]> json(new (std::nothrow) std::uint8_t[entry.declared]);
     const std::span<std::uint8_t> out(json.get(), json ? entry.declared : 0);
+    mapped_archive::prefault(out);
     if (json && mapped_archive::inflateExactly(*entry.data, out) && mapped_archive::crc32(out) == entry.crc)
       return BoardArchive::decodeManifest(out);
   }

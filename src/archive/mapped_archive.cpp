@@ -123,6 +123,10 @@ void prefetch(std::span<const std::uint8_t> bytes) {
 #endif
 }
 
+void prefault(std::span<std::uint8_t> bytes) {
+  if (bytes.size() >= 16 * page) advise(bytes, MADV_POPULATE_WRITE, true);
+}
+
 // Pages shared with a neighbour go too: the mapping is of a file, so nothing is lost.
 void release(std::span<const std::uint8_t> bytes) { advise(bytes, MADV_DONTNEED, false); }
 
