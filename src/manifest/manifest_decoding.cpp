@@ -444,10 +444,13 @@ Manifest decode(std::string_view json) {
   // simdjson reads a document several times faster. What it accepts, the reading below accepts as the
   // same values: valid UTF-8, no escaped lone surrogate, nesting within the same bound, numbers
   // rounded the same way, whole numbers of 64 signed bits as integers. Whatever it refuses (a number
-  // too large included) goes to that reading, whose errors are the ones reported.
+  // too large included) goes to that reading, whose errors are the ones reported. Its document takes
+  // about twice the text beside the text, RapidJSON's less, so the largest manifests are read below.
+  constexpr std::size_t largestForSimdjson = std::size_t{64} << 20;
   simdjson::dom::parser parser;
   simdjson::dom::element root;
-  if (parser.allocate(json.size(), json::maxRecursiveDepth) == simdjson::SUCCESS &&
+  if (json.size() <= largestForSimdjson &&
+      parser.allocate(json.size(), json::maxRecursiveDepth) == simdjson::SUCCESS &&
       parser.parse(json.data(), json.size()).get(root) == simdjson::SUCCESS)
     return Decoding<SimdValue>::decodeManifest(SimdValue(root));
   // The parser also reads a NUL byte as the end of its input; a raw NUL is never valid JSON.
