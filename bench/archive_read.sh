@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Builds a board holding 100 MiB of stored images and prints how fast zorvi reads it next to
-# `unzip -p BOARD > /dev/null` on the same file (best of five runs each, warm page cache).
+# `unzip -p BOARD > /dev/null` on the same file (best of five runs each, warm page cache), then reading
+# its images in the library: into a bundle, viewed where they lie, and the floor of the latter (the file
+# mapped and its CRC-32 computed), with the ratio of the pair.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -42,4 +44,11 @@ rate() { awk -v b="$bytes" -v ns="$1" 'BEGIN { printf "%.0f MB/s (%.1f ms)", b /
 echo "board: $(stat -c %s "$board") bytes, $bytes of them image data"
 echo "zorvi info:   $(rate "$ours")"
 echo "unzip -p:     $(rate "$theirs")"
-ZORVI_BENCH_BOARD="$board" "$build/bench/archive_bench" --benchmark_filter='readFrom'
+ZORVI_BENCH_BOARD="$board" "$build/bench/archive_bench" --benchmark_filter='readFrom|viewFrom|mappedCrc' \
+  --benchmark_out="$work/bench.json" --benchmark_out_format=json
+python3 - "$work/bench.json" << 'PY'
+import json, sys
+times = {b["name"]: b["real_time"] for b in json.load(open(sys.argv[1]))["benchmarks"]}
+view, floor = times["viewFromFile/min_time:2.000"], times["mappedCrcFloor/min_time:2.000"]
+print("viewed in place: %.1f ms, floor (mapped + CRC-32): %.1f ms, ratio %.2f" % (view, floor, view / floor))
+PY

@@ -11,7 +11,7 @@ packages=(
   build-essential cmake ninja-build pkg-config clang-14 libclang-rt-14-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   # core library
-  rapidjson-dev libutf8proc-dev libzip-dev zlib1g-dev
+  rapidjson-dev libsimdjson-dev libutf8proc-dev libzip-dev zlib1g-dev libdeflate-dev
   # rendering, text and image decoding
   libcairo2-dev libpixman-1-dev libpango1.0-dev libfontconfig-dev
   libjpeg62-turbo-dev libspng-dev libwebp-dev libavif-dev

@@ -21,6 +21,10 @@ class BoardFile {
   // Opens the board and reads its manifest, with the errors BoardArchive::read gives for the manifest and
   // for entry records that cannot be right; no image data is read. Throws BoardArchiveError.
   static BoardFile open(const std::filesystem::path& path);
+  // Opens the board and reads every image and thumbnail entry through once, with the errors
+  // BoardArchive::read gives and in its order; an entry stored where it can be viewed is not copied, any
+  // other is held only while it is checked. Throws BoardArchiveError, or std::bad_alloc as read does.
+  static BoardFile openChecked(const std::filesystem::path& path);
 
   BoardFile(BoardFile&&) noexcept;
   BoardFile& operator=(BoardFile&&) noexcept;
@@ -42,6 +46,12 @@ class BoardFile {
   // The first `count` bytes of the entry (all of a shorter one), unchecked, since its CRC-32 covers the
   // whole; nothing when there is no such entry. Throws as read.
   std::optional<Bytes> head(std::string_view path, std::size_t count) const;
+  // The entry's bytes, checked whole, where they lie in the file when it is stored there (no copy) and
+  // else inflated and held; nothing when there is no such entry. Valid until release(path) or the
+  // BoardFile's end. Throws as read.
+  std::optional<std::span<const std::uint8_t>> view(std::string_view path) const;
+  // Gives back the memory the entry's bytes take, ending the span view(path) gave.
+  void release(std::string_view path) const;
 
  private:
   struct State;

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "zorvi/board_bundle.hpp"
+#include "zorvi/board_file.hpp"
 #include "zorvi/board_layout.hpp"
 #include "zorvi/drawing_context.hpp"
 #include "zorvi/image_decoder.hpp"
@@ -75,6 +76,10 @@ std::optional<PixelBudget> pixelBudget(double width, double height, double maxPi
 // The board without captions on white, its longer side maxPixel pixels (see pixelBudget). Nothing for
 // an empty layout, a budget of 0 or less, or a bitmap too large to make (a side above 32,767).
 std::optional<Raster> render(const BoardBundle& bundle, double maxPixel, const SkippedImageHandler& onSkipped = {});
+// The same picture from a board read entry by entry: each picture's bytes are read as it is decoded and
+// let go once it is drawn, so memory holds a few pictures whatever the board. A damaged entry the
+// BoardFile has not checked throws BoardArchiveError.
+std::optional<Raster> render(const BoardFile& file, double maxPixel, const SkippedImageHandler& onSkipped = {});
 
 }  // namespace BoardPreviewRenderer
 }  // namespace zorvi

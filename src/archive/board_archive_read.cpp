@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <libdeflate.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,6 +12,8 @@
 #include <exception>
 #include <functional>
 #include <limits>
+#include <memory>
+#include <mutex>
 #include <new>
 #include <string>
 #include <thread>
@@ -72,7 +75,8 @@ EntryKind kindOf(zip_t* zip, zip_uint64_t index, std::string_view name) {
   return !name.empty() && name.back() == '/' ? EntryKind::directory : EntryKind::file;
 }
 
-PlannedEntry plan(zip_t* zip, zip_uint64_t index, std::uint64_t& unclaimed) {
+PlannedEntry plan(const OpenArchive& archive, zip_uint64_t index, std::uint64_t& unclaimed) {
+  zip_t* zip = archive.zip.get();
   zip_stat_t stat;
   zip_stat_init(&stat);
   if (zip_stat_index(zip, index, 0, &stat) != 0) throw corrupt(describe(zip_get_error(zip)));
@@ -88,7 +92,11 @@ PlannedEntry plan(zip_t* zip, zip_uint64_t index, std::uint64_t& unclaimed) {
   const std::uint64_t holdable = stored ? stat.comp_size : saturatingMultiply(stat.comp_size, maxDeflateRatio);
   if (stat.size > holdable) throw corrupt("entry declares more bytes than its data can hold");
   if (stat.size > std::numeric_limits<std::size_t>::max() / 2) throw corrupt(describe(ZIP_ER_MEMORY));
-  return {index, static_cast<std::size_t>(stat.size), stored};
+  PlannedEntry entry{index, static_cast<std::size_t>(stat.size), stored, stat.crc, std::nullopt};
+  if ((stat.valid & ZIP_STAT_CRC) && index < archive.headers.size())
+    entry.data = mapped_archive::entryData(archive.bytes, archive.headers[index], stat.comp_size);
+  entry.mapped = entry.data && archive.mapping.owner;
+  return entry;
 }
 
 namespace {
@@ -140,7 +148,7 @@ namespace {
 
 // Inflates or copies a planned entry in chunks. libzip verifies the CRC-32 only once the data is read
 // to its end, and never compares the length with the declared size, so both are driven and checked here.
-Bytes extract(zip_t* zip, const PlannedEntry& entry) {
+Bytes extractThroughLibzip(zip_t* zip, const PlannedEntry& entry) {
   FilePtr file(zip_fopen_index(zip, entry.index, 0));
   if (!file) failOpening(zip);
 
@@ -166,78 +174,118 @@ Bytes extract(zip_t* zip, const PlannedEntry& entry) {
   return bytes;
 }
 
-// One entry of the bundle to be: where it goes, and its bytes or the reason it has none.
-struct Job {
-  std::map<std::string, Bytes>* target = nullptr;
-  std::string name;
-  PlannedEntry entry;
+// The entry's bytes from where they lie, when they are whole and their CRC-32 matches: a stored entry
+// copied a chunk at a time with the CRC-32 run over the chunk while it is in cache, a deflated one of a
+// believable size inflated in one call. Nothing sends the entry to libzip, whose reading has the errors.
+std::optional<Bytes> extractInPlace(const PlannedEntry& entry) {
+  if (!entry.data || (entry.stored ? entry.data->size() != entry.declared : entry.declared > deflateHeadStart))
+    return std::nullopt;
+  const std::span<const std::uint8_t> data = *entry.data;
+  mapped_archive::prefetch(data);
   Bytes bytes;
-  std::exception_ptr failure;
-};
+  resizeFaultingOnce(bytes, entry.declared);
+  std::uint32_t crc = 0;
+  if (entry.stored) {
+    for (std::size_t at = 0; at < data.size(); at += chunkSize) {
+      const std::size_t length = std::min(chunkSize, data.size() - at);
+      std::memcpy(bytes.data() + at, data.data() + at, length);
+      crc = libdeflate_crc32(crc, bytes.data() + at, length);
+    }
+  } else if (mapped_archive::inflateExactly(data, bytes)) {
+    crc = mapped_archive::crc32(bytes);
+  } else {
+    return std::nullopt;
+  }
+  if (entry.mapped) mapped_archive::release(data);
+  if (crc != entry.crc) return std::nullopt;
+  return bytes;
+}
 
-// Extracts every job that could be the first to fail or is needed: a job after a failed one is skipped.
-void extractAll(std::vector<Job>& jobs, const OpenArchive& archive) {
-  std::atomic<std::size_t> next{0}, firstFailure{jobs.size()};
-  const auto work = [&](zip_t* zip) {
-    for (std::size_t i; (i = next.fetch_add(1)) < jobs.size();) {
-      if (i > firstFailure.load() || jobs[i].failure) continue;
+}  // namespace
+
+Bytes extract(zip_t* zip, const PlannedEntry& entry) {
+  if (auto bytes = extractInPlace(entry)) return std::move(*bytes);
+  return extractThroughLibzip(zip, entry);
+}
+
+std::optional<std::span<const std::uint8_t>> checkedInPlace(const PlannedEntry& entry) {
+  if (!entry.stored || !entry.data || entry.data->size() != entry.declared) return std::nullopt;
+  mapped_archive::prefetch(*entry.data);
+  if (mapped_archive::crc32(*entry.data) != entry.crc) return std::nullopt;
+  return entry.data;
+}
+
+std::vector<NamedEntry> forEachEntry(const OpenArchive& archive, std::uint64_t& unclaimed,
+                                     const std::function<void(zip_t*, std::size_t, const NamedEntry&)>& work) {
+  zip_t* zip = archive.zip.get();
+  std::vector<NamedEntry> entries;
+  std::exception_ptr planning;  // comes after every entry planned before it
+  const zip_int64_t count = zip_get_num_entries(zip, 0);
+  for (zip_int64_t i = 0; i < count; ++i) {
+    const auto index = static_cast<zip_uint64_t>(i);
+    try {
+      const std::string_view name = entryName(zip, index);
+      const bool image = name.starts_with(imagesPrefix);
+      if (!image && !name.starts_with(thumbnailsPrefix)) continue;
+      if (kindOf(zip, index, name) != EntryKind::file) continue;
+      entries.push_back({std::string(name), image, plan(archive, index, unclaimed)});
+    } catch (...) {
+      planning = std::current_exception();
+      break;
+    }
+  }
+
+  // Entries run perhaps two at a time; the first failure in directory order is the one reported, and an
+  // entry after a failed one is skipped.
+  std::vector<std::exception_ptr> failures(entries.size());
+  std::atomic<std::size_t> next{0}, firstFailure{entries.size()};
+  const auto run = [&](zip_t* handle) {
+    for (std::size_t i; (i = next.fetch_add(1)) < entries.size();) {
+      if (i > firstFailure.load()) continue;
       try {
-        jobs[i].bytes = extract(zip, jobs[i].entry);
+        work(handle, i, entries[i]);
       } catch (...) {
-        jobs[i].failure = std::current_exception();
+        failures[i] = std::current_exception();
         for (std::size_t seen = firstFailure.load(); i < seen && !firstFailure.compare_exchange_weak(seen, i);) {
         }
       }
     }
   };
   std::uint64_t total = 0;
-  for (const Job& job : jobs) total += job.entry.declared;
+  for (const NamedEntry& entry : entries) total += entry.entry.declared;
   ArchivePtr second = total >= helperThreshold && std::thread::hardware_concurrency() > 1 && archive.reopen
                           ? archive.reopen()
                           : nullptr;
-  if (!second) return work(archive.zip.get());
-  std::thread helper(work, second.get());
-  work(archive.zip.get());
-  helper.join();
+  if (second) {
+    std::thread helper(run, second.get());
+    run(zip);
+    helper.join();
+  } else {
+    run(zip);
+  }
+  for (const std::exception_ptr& failure : failures)
+    if (failure) std::rethrow_exception(failure);
+  if (planning) std::rethrow_exception(planning);
+  return entries;
 }
 
+namespace {
+
 BoardBundle readOpened(const OpenArchive& archive) {
-  zip_t* zip = archive.zip.get();
   std::uint64_t unclaimed = archive.length;
   BoardBundle bundle;
-  bundle.manifest = readManifest(zip, unclaimed);
-
-  // Entries are planned in directory order and extracted, perhaps two at a time; the first failure in
-  // directory order is the one reported, as if they had been read one after another.
-  std::vector<Job> jobs;
-  const zip_int64_t count = zip_get_num_entries(zip, 0);
-  for (zip_int64_t i = 0; i < count; ++i) {
-    const auto index = static_cast<zip_uint64_t>(i);
-    Job job;
-    try {
-      const std::string_view name = entryName(zip, index);
-      if (name.starts_with(imagesPrefix)) {
-        job.target = &bundle.images;
-      } else if (name.starts_with(thumbnailsPrefix)) {
-        job.target = &bundle.thumbnails;
-      } else {
-        continue;
-      }
-      if (kindOf(zip, index, name) != EntryKind::file) continue;
-      job.name = name;
-      job.entry = plan(zip, index, unclaimed);
-    } catch (...) {
-      job.failure = std::current_exception();
-      jobs.push_back(std::move(job));
-      break;
-    }
-    jobs.push_back(std::move(job));
-  }
-  extractAll(jobs, archive);
-  for (Job& job : jobs) {
-    if (job.failure) std::rethrow_exception(job.failure);
+  bundle.manifest = readManifest(archive, unclaimed);
+  std::vector<Bytes> contents;
+  std::mutex sizing;
+  const auto entries = forEachEntry(archive, unclaimed, [&](zip_t* zip, std::size_t i, const NamedEntry& entry) {
+    Bytes bytes = extract(zip, entry.entry);
+    const std::lock_guard lock(sizing);
+    if (contents.size() <= i) contents.resize(i + 1);
+    contents[i] = std::move(bytes);
+  });
+  for (std::size_t i = 0; i < entries.size(); ++i) {
     // Assignment, not emplace: of two entries with one path, the later in the directory wins.
-    (*job.target)[std::move(job.name)] = std::move(job.bytes);
+    (entries[i].image ? bundle.images : bundle.thumbnails)[entries[i].name] = std::move(contents[i]);
   }
   return bundle;
 }
@@ -250,10 +298,25 @@ std::string_view entryName(zip_t* zip, zip_uint64_t index) {
   return name;
 }
 
-Manifest readManifest(zip_t* zip, std::uint64_t& unclaimed) {
+// Past a plausible manifest, a size is more likely a lie than a manifest, and libzip's growing buffer
+// finds out at the cost of what the data holds.
+constexpr std::size_t largestManifestInPlace = std::size_t{256} << 20;
+
+Manifest readManifest(const OpenArchive& archive, std::uint64_t& unclaimed) {
+  zip_t* zip = archive.zip.get();
   const zip_int64_t index = zip_name_locate(zip, std::string(manifestPath).c_str(), 0);
   if (index < 0) throw BoardArchiveError::manifestMissing();
-  return BoardArchive::decodeManifest(extract(zip, plan(zip, static_cast<zip_uint64_t>(index), unclaimed)));
+  const PlannedEntry entry = plan(archive, static_cast<zip_uint64_t>(index), unclaimed);
+  if (const auto bytes = checkedInPlace(entry)) return BoardArchive::decodeManifest(*bytes);
+  // Inflated in one call into memory never written before: no zeroing, no growing, no copy.
+  if (entry.data && !entry.stored && entry.declared <= largestManifestInPlace) {
+    const std::unique_ptr<std::uint8_t[]> json(new (std::nothrow) std::uint8_t[entry.declared]);
+    const std::span<std::uint8_t> out(json.get(), json ? entry.declared : 0);
+    mapped_archive::prefault(out);
+    if (json && mapped_archive::inflateExactly(*entry.data, out) && mapped_archive::crc32(out) == entry.crc)
+      return BoardArchive::decodeManifest(out);
+  }
+  return BoardArchive::decodeManifest(extract(zip, entry));
 }
 
 OpenArchive openFile(const std::filesystem::path& path) {
@@ -269,6 +332,7 @@ OpenArchive openFile(const std::filesystem::path& path) {
   // A pipe or device has no end from which to find the central directory.
   if (!S_ISREG(info.st_mode)) throw corrupt(S_ISDIR(info.st_mode) ? std::strerror(EISDIR) : "not a regular file");
   if (info.st_size == 0) throw corrupt(describe(ZIP_ER_NOZIP));
+  mapped_archive::Mapping mapping = mapped_archive::map(file.fd, static_cast<std::uint64_t>(info.st_size));
   int code = 0;
   zip_t* zip = zip_fdopen(file.fd, ZIP_RDONLY, &code);
   if (zip == nullptr) throw corrupt(describe(code));  // the descriptor is still ours to close
@@ -285,7 +349,10 @@ OpenArchive openFile(const std::filesystem::path& path) {
     if (second == nullptr && again >= 0) ::close(again);
     return ArchivePtr(second);
   };
-  return {ArchivePtr(zip), static_cast<std::uint64_t>(info.st_size), reopen};
+  OpenArchive archive{ArchivePtr(zip), static_cast<std::uint64_t>(info.st_size), reopen, mapping.bytes,
+                      std::move(mapping), {}};
+  archive.headers = mapped_archive::localHeaderOffsets(archive.bytes, zip);
+  return archive;
 }
 
 namespace {
@@ -317,7 +384,9 @@ OpenArchive openBytes(std::span<const std::uint8_t> bytes) {
     zip_error_fini(&ignored);
     return again;
   };
-  return {std::move(zip), bytes.size(), reopen};
+  OpenArchive archive{std::move(zip), bytes.size(), reopen, bytes, {}, {}};
+  archive.headers = mapped_archive::localHeaderOffsets(bytes, archive.zip.get());
+  return archive;
 }
 
 }  // namespace zorvi::archive_reading

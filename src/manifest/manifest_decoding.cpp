@@ -2,12 +2,14 @@
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
+#include <simdjson.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
 #include <limits>
+#include <optional>
 #include <string>
 
 #include "manifest/checked_json.hpp"
@@ -18,7 +20,6 @@ namespace zorvi::ManifestCoder {
 namespace {
 
 using rapidjson::SizeType;
-using Value = rapidjson::Value;
 
 // RapidJSON checks the syntax of numbers but hands their text over: its own conversion (1.1) has
 // undefined behaviour on extreme exponents and rounds some overflowing values to infinity, while
@@ -62,140 +63,6 @@ void appendPath(std::string& out, const Path& path) {
   throw ManifestDecodingError(message);
 }
 
-std::string_view typeName(const Value& value) {
-  switch (value.GetType()) {
-    case rapidjson::kNullType:
-      return "null";
-    case rapidjson::kFalseType:
-    case rapidjson::kTrueType:
-      return "a boolean";
-    case rapidjson::kObjectType:
-      return "an object";
-    case rapidjson::kArrayType:
-      return "an array";
-    case rapidjson::kStringType:
-      return "a string";
-    case rapidjson::kNumberType:
-      return "a number";
-  }
-  return "an unknown value";
-}
-
-[[noreturn]] void failType(const Path& at, std::string_view expected, const Value& found) {
-  fail(at, "expected " + std::string(expected) + ", found " + std::string(typeName(found)));
-}
-
-std::string_view view(const Value& string) { return {string.GetString(), string.GetStringLength()}; }
-
-double asNumber(const Value& value, const Path& at) {
-  if (!value.IsNumber()) failType(at, "a number", value);
-  return value.GetDouble();
-}
-
-// RapidJSON keeps a number with a fraction or an exponent as a double even when its value is
-// whole, so IsInt64 is exactly "written as an integer that fits 64 signed bits". "-0" arrives as
-// the integer 0.
-std::int64_t asInteger(const Value& value, const Path& at) {
-  if (!value.IsInt64()) {
-    if (!value.IsNumber()) failType(at, "an integer", value);
-    fail(at, "expected an integer without fraction or exponent within the signed 64-bit range");
-  }
-  return value.GetInt64();
-}
-
-bool asBoolean(const Value& value, const Path& at) {
-  if (!value.IsBool()) failType(at, "true or false", value);
-  return value.GetBool();
-}
-
-std::string_view asStringView(const Value& value, const Path& at) {
-  if (!value.IsString()) failType(at, "a string", value);
-  return view(value);
-}
-
-std::string asString(const Value& value, const Path& at) { return std::string(asStringView(value, at)); }
-
-Uuid asUuid(const Value& value, const Path& at) {
-  const auto id = Uuid::parse(asStringView(value, at));
-  if (!id) fail(at, "not a UUID of the form XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX");
-  return *id;
-}
-
-Date asDate(const Value& value, const Path& at) {
-  const auto date = parseDate(asStringView(value, at));
-  if (!date) fail(at, "not a date of the form YYYY-MM-DDTHH:MM:SSZ or YYYY-MM-DDTHH:MM:SS+hh:mm");
-  return *date;
-}
-
-template <typename Enum>
-Enum asEnum(const Value& value, const Path& at, std::optional<Enum> (*parse)(std::string_view),
-            std::string_view allowed) {
-  const auto parsed = parse(asStringView(value, at));
-  if (!parsed) fail(at, "expected one of " + std::string(allowed));
-  return *parsed;
-}
-
-// The known members of one JSON object, gathered in a single pass over it. A repeated key keeps
-// its last value, and null counts as missing.
-template <std::size_t N>
-class Record {
- public:
-  Record(const Value& object, const Path& at, const std::array<std::string_view, N>& keys)
-      : keys_(keys), at_(at) {
-    if (!object.IsObject()) failType(at, "an object", object);
-    for (const auto& member : object.GetObject()) {
-      const std::string_view name = view(member.name);
-      for (std::size_t i = 0; i < N; ++i) {
-        if (keys[i] == name) {
-          values_[i] = member.value.IsNull() ? nullptr : &member.value;
-          break;
-        }
-      }
-    }
-  }
-
-  // The value under key; nullptr when it is missing or null.
-  const Value* find(std::string_view key) const { return values_[slot(key)]; }
-
-  Path pathOf(std::string_view key) const { return Path{&at_, key}; }
-
-  const Value& required(std::string_view key) const {
-    const Value* value = find(key);
-    if (!value) fail(pathOf(key), "required key is missing or null");
-    return *value;
-  }
-
-  // Applies convert to the value under key, or gives fallback when it is missing or null.
-  template <typename Convert, typename T>
-  auto orDefault(std::string_view key, Convert convert, T fallback) const {
-    const Value* value = find(key);
-    return value ? convert(*value, pathOf(key)) : fallback;
-  }
-
-  template <typename Convert>
-  auto get(std::string_view key, Convert convert) const {
-    return convert(required(key), pathOf(key));
-  }
-
-  template <typename Convert>
-  auto optional(std::string_view key, Convert convert) const {
-    const Value* value = find(key);
-    using Result = decltype(convert(*value, pathOf(key)));
-    return value ? std::optional<Result>(convert(*value, pathOf(key))) : std::nullopt;
-  }
-
- private:
-  std::size_t slot(std::string_view key) const {
-    std::size_t i = 0;
-    while (keys_[i] != key) ++i;  // keys name only fields of this record
-    return i;
-  }
-
-  const std::array<std::string_view, N>& keys_;
-  const Path& at_;
-  std::array<const Value*, N> values_{};
-};
-
 // Key lists in field order, which is also the order in which faults are reported.
 constexpr std::array<std::string_view, 4> kFrameKeys{"x", "y", "width", "height"};
 constexpr std::array<std::string_view, 2> kPixelSizeKeys{"width", "height"};
@@ -220,29 +87,229 @@ constexpr std::array<std::string_view, 3> kManifestKeys{"schemaVersion", "board"
 
 constexpr std::string_view kDefaultColor = "#111111";
 
-Frame decodeFrame(const Value& value, const Path& at) {
-  const Record r(value, at, kFrameKeys);
+// A JSON value as decoding reads it, from either parser's document; cheap to copy.
+class RapidValue {
+ public:
+  explicit RapidValue(const rapidjson::Value& value) : value_(&value) {}
+  bool IsNull() const { return value_->IsNull(); }
+  bool IsBool() const { return value_->IsBool(); }
+  bool IsNumber() const { return value_->IsNumber(); }
+  bool IsInt64() const { return value_->IsInt64(); }
+  bool IsString() const { return value_->IsString(); }
+  bool IsObject() const { return value_->IsObject(); }
+  bool IsArray() const { return value_->IsArray(); }
+  bool GetBool() const { return value_->GetBool(); }
+  double GetDouble() const { return value_->GetDouble(); }
+  std::int64_t GetInt64() const { return value_->GetInt64(); }
+  std::string_view GetStringView() const { return {value_->GetString(), value_->GetStringLength()}; }
+  std::size_t Size() const { return value_->Size(); }
+  template <typename Visit>
+  void forEachMember(Visit visit) const {
+    for (const auto& member : value_->GetObject())
+      visit(std::string_view(member.name.GetString(), member.name.GetStringLength()), RapidValue(member.value));
+  }
+  template <typename Visit>
+  void forEachElement(Visit visit) const {
+    for (const auto& element : value_->GetArray()) visit(RapidValue(element));
+  }
+
+ private:
+  const rapidjson::Value* value_;
+};
+
+// simdjson keeps whole numbers beyond 64 signed bits as unsigned; RapidJSON's reading above makes them
+// doubles, which is what they are here too.
+class SimdValue {
+ public:
+  explicit SimdValue(simdjson::dom::element element) : element_(element) {}
+  bool IsNull() const { return type() == Type::NULL_VALUE; }
+  bool IsBool() const { return type() == Type::BOOL; }
+  bool IsNumber() const { return type() == Type::INT64 || type() == Type::UINT64 || type() == Type::DOUBLE; }
+  bool IsInt64() const { return type() == Type::INT64; }
+  bool IsString() const { return type() == Type::STRING; }
+  bool IsObject() const { return type() == Type::OBJECT; }
+  bool IsArray() const { return type() == Type::ARRAY; }
+  bool GetBool() const { return element_.get_bool().value_unsafe(); }
+  double GetDouble() const {
+    if (type() == Type::INT64) return static_cast<double>(element_.get_int64().value_unsafe());
+    if (type() == Type::UINT64) return static_cast<double>(element_.get_uint64().value_unsafe());
+    return element_.get_double().value_unsafe();
+  }
+  std::int64_t GetInt64() const { return element_.get_int64().value_unsafe(); }
+  std::string_view GetStringView() const { return element_.get_string().value_unsafe(); }
+  std::size_t Size() const { return simdjson::dom::array(element_.get_array().value_unsafe()).size(); }
+  template <typename Visit>
+  void forEachMember(Visit visit) const {
+    const simdjson::dom::object object = element_.get_object().value_unsafe();
+    for (const simdjson::dom::key_value_pair member : object) visit(member.key, SimdValue(member.value));
+  }
+  template <typename Visit>
+  void forEachElement(Visit visit) const {
+    const simdjson::dom::array array = element_.get_array().value_unsafe();
+    for (const simdjson::dom::element element : array) visit(SimdValue(element));
+  }
+
+ private:
+  using Type = simdjson::dom::element_type;
+  Type type() const { return element_.type(); }
+  simdjson::dom::element element_;
+};
+
+// The decoding of a manifest's document, the same whichever parser made it.
+template <typename Value>
+struct Decoding {
+  static std::string_view typeName(const Value& value) {
+    if (value.IsNull()) return "null";
+    if (value.IsBool()) return "a boolean";
+    if (value.IsObject()) return "an object";
+    if (value.IsArray()) return "an array";
+    if (value.IsString()) return "a string";
+    if (value.IsNumber()) return "a number";
+    return "an unknown value";
+  }
+
+  [[noreturn]] static void failType(const Path& at, std::string_view expected, const Value& found) {
+    fail(at, "expected " + std::string(expected) + ", found " + std::string(typeName(found)));
+  }
+
+  static std::string_view view(const Value& string) { return string.GetStringView(); }
+
+  static double asNumber(const Value& value, const Path& at) {
+    if (!value.IsNumber()) failType(at, "a number", value);
+    return value.GetDouble();
+  }
+
+  // RapidJSON keeps a number with a fraction or an exponent as a double even when its value is
+  // whole, so IsInt64 is exactly "written as an integer that fits 64 signed bits". "-0" arrives as
+  // the integer 0.
+  static std::int64_t asInteger(const Value& value, const Path& at) {
+    if (!value.IsInt64()) {
+      if (!value.IsNumber()) failType(at, "an integer", value);
+      fail(at, "expected an integer without fraction or exponent within the signed 64-bit range");
+    }
+    return value.GetInt64();
+  }
+
+  static bool asBoolean(const Value& value, const Path& at) {
+    if (!value.IsBool()) failType(at, "true or false", value);
+    return value.GetBool();
+  }
+
+  static std::string_view asStringView(const Value& value, const Path& at) {
+    if (!value.IsString()) failType(at, "a string", value);
+    return view(value);
+  }
+
+  static std::string asString(const Value& value, const Path& at) { return std::string(asStringView(value, at)); }
+
+  static Uuid asUuid(const Value& value, const Path& at) {
+    const auto id = Uuid::parse(asStringView(value, at));
+    if (!id) fail(at, "not a UUID of the form XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX");
+    return *id;
+  }
+
+  static Date asDate(const Value& value, const Path& at) {
+    const auto date = parseDate(asStringView(value, at));
+    if (!date) fail(at, "not a date of the form YYYY-MM-DDTHH:MM:SSZ or YYYY-MM-DDTHH:MM:SS+hh:mm");
+    return *date;
+  }
+
+  template <typename Enum>
+  static Enum asEnum(const Value& value, const Path& at, std::optional<Enum> (*parse)(std::string_view),
+              std::string_view allowed) {
+    const auto parsed = parse(asStringView(value, at));
+    if (!parsed) fail(at, "expected one of " + std::string(allowed));
+    return *parsed;
+  }
+
+  // The known members of one JSON object, gathered in a single pass over it. A repeated key keeps
+  // its last value, and null counts as missing.
+  template <std::size_t N>
+  class Record {
+   public:
+    Record(const Value& object, const Path& at, const std::array<std::string_view, N>& keys)
+        : keys_(keys), at_(at) {
+      if (!object.IsObject()) failType(at, "an object", object);
+      object.forEachMember([&](std::string_view name, const Value& value) {
+        for (std::size_t i = 0; i < N; ++i) {
+          if (keys[i] == name) {
+            values_[i].reset();
+            if (!value.IsNull()) values_[i].emplace(value);
+            break;
+          }
+        }
+      });
+    }
+
+    // The value under key; nullptr when it is missing or null.
+    const Value* find(std::string_view key) const {
+      const auto& value = values_[slot(key)];
+      return value ? &*value : nullptr;
+    }
+
+    Path pathOf(std::string_view key) const { return Path{&at_, key}; }
+
+    const Value& required(std::string_view key) const {
+      const Value* value = find(key);
+      if (!value) fail(pathOf(key), "required key is missing or null");
+      return *value;
+    }
+
+    // Applies convert to the value under key, or gives fallback when it is missing or null.
+    template <typename Convert, typename T>
+    auto orDefault(std::string_view key, Convert convert, T fallback) const {
+      const Value* value = find(key);
+      return value ? convert(*value, pathOf(key)) : fallback;
+    }
+
+    template <typename Convert>
+    auto get(std::string_view key, Convert convert) const {
+      return convert(required(key), pathOf(key));
+    }
+
+    template <typename Convert>
+    auto optional(std::string_view key, Convert convert) const {
+      const Value* value = find(key);
+      using Result = decltype(convert(*value, pathOf(key)));
+      return value ? std::optional<Result>(convert(*value, pathOf(key))) : std::nullopt;
+    }
+
+   private:
+    std::size_t slot(std::string_view key) const {
+      std::size_t i = 0;
+      while (keys_[i] != key) ++i;  // keys name only fields of this record
+      return i;
+    }
+
+    const std::array<std::string_view, N>& keys_;
+    const Path& at_;
+    std::array<std::optional<Value>, N> values_{};
+};
+
+
+static Frame decodeFrame(const Value& value, const Path& at) {
+  const Record<kFrameKeys.size()> r(value, at, kFrameKeys);
   return {r.get("x", asNumber), r.get("y", asNumber), r.get("width", asNumber), r.get("height", asNumber)};
 }
 
-PixelSize decodePixelSize(const Value& value, const Path& at) {
-  const Record r(value, at, kPixelSizeKeys);
+static PixelSize decodePixelSize(const Value& value, const Path& at) {
+  const Record<kPixelSizeKeys.size()> r(value, at, kPixelSizeKeys);
   return {r.get("width", asInteger), r.get("height", asInteger)};
 }
 
-ItemSource decodeItemSource(const Value& value, const Path& at) {
-  const Record r(value, at, kItemSourceKeys);
+static ItemSource decodeItemSource(const Value& value, const Path& at) {
+  const Record<kItemSourceKeys.size()> r(value, at, kItemSourceKeys);
   return {r.optional("url", asString), r.get("addedAt", asDate)};
 }
 
-TextContent decodeText(const Value& value, const Path& at) {
-  const Record r(value, at, kTextKeys);
+static TextContent decodeText(const Value& value, const Path& at) {
+  const Record<kTextKeys.size()> r(value, at, kTextKeys);
   return {r.get("content", asString), r.orDefault("color", asString, std::string(kDefaultColor)),
           r.orDefault("fontSize", asNumber, 44.0)};
 }
 
-ShapeContent decodeShape(const Value& value, const Path& at) {
-  const Record r(value, at, kShapeKeys);
+static ShapeContent decodeShape(const Value& value, const Path& at) {
+  const Record<kShapeKeys.size()> r(value, at, kShapeKeys);
   ShapeContent shape;
   shape.fillColor = r.optional("fillColor", asString);
   shape.strokeColor = r.optional("strokeColor", asString);
@@ -252,40 +319,41 @@ ShapeContent decodeShape(const Value& value, const Path& at) {
   return shape;
 }
 
-DrawingPoint decodePoint(const Value& value, const Path& at) {
-  const Record r(value, at, kPointKeys);
+static DrawingPoint decodePoint(const Value& value, const Path& at) {
+  const Record<kPointKeys.size()> r(value, at, kPointKeys);
   return {r.get("x", asNumber), r.get("y", asNumber)};
 }
 
-std::vector<DrawingPoint> decodePoints(const Value& value, const Path& at) {
+static std::vector<DrawingPoint> decodePoints(const Value& value, const Path& at) {
   if (!value.IsArray()) failType(at, "an array", value);
   std::vector<DrawingPoint> points;
   points.reserve(value.Size());
-  for (SizeType i = 0; i < value.Size(); ++i) points.push_back(decodePoint(value[i], Path{&at, {}, i}));
+  std::size_t i = 0;
+  value.forEachElement([&](const Value& element) { points.push_back(decodePoint(element, Path{&at, {}, i++})); });
   return points;
 }
 
-DrawingContent::LineStyle asLineStyle(const Value& value, const Path& at) {
+static DrawingContent::LineStyle asLineStyle(const Value& value, const Path& at) {
   return asEnum(value, at, parseLineStyle, R"("solid", "dashed")");
 }
 
-DrawingContent decodeDrawing(const Value& value, const Path& at) {
-  const Record r(value, at, kDrawingKeys);
+static DrawingContent decodeDrawing(const Value& value, const Path& at) {
+  const Record<kDrawingKeys.size()> r(value, at, kDrawingKeys);
   return {r.get("points", decodePoints), r.orDefault("color", asString, std::string(kDefaultColor)),
           r.orDefault("strokeWidth", asNumber, 3.0),
           r.orDefault("style", asLineStyle, DrawingContent::LineStyle::solid)};
 }
 
-CanvasItem::Type asItemType(const Value& value, const Path& at) {
+static CanvasItem::Type asItemType(const Value& value, const Path& at) {
   return asEnum(value, at, parseItemType, R"("image", "text", "shape", "drawing")");
 }
 
-CaptionAlignment asCaptionAlignment(const Value& value, const Path& at) {
+static CaptionAlignment asCaptionAlignment(const Value& value, const Path& at) {
   return asEnum(value, at, parseCaptionAlignment, R"("leading", "center", "trailing")");
 }
 
-CanvasItem decodeItem(const Value& value, const Path& at) {
-  const Record r(value, at, kItemKeys);
+static CanvasItem decodeItem(const Value& value, const Path& at) {
+  const Record<kItemKeys.size()> r(value, at, kItemKeys);
   CanvasItem item;
   item.id = r.get("id", asUuid);
   item.type = r.orDefault("type", asItemType, CanvasItem::Type::image);
@@ -305,34 +373,35 @@ CanvasItem decodeItem(const Value& value, const Path& at) {
   return item;
 }
 
-std::vector<CanvasItem> decodeItems(const Value& value, const Path& at) {
+static std::vector<CanvasItem> decodeItems(const Value& value, const Path& at) {
   if (!value.IsArray()) failType(at, "an array", value);
   std::vector<CanvasItem> items;
   items.reserve(value.Size());
-  for (SizeType i = 0; i < value.Size(); ++i) items.push_back(decodeItem(value[i], Path{&at, {}, i}));
+  std::size_t i = 0;
+  value.forEachElement([&](const Value& element) { items.push_back(decodeItem(element, Path{&at, {}, i++})); });
   return items;
 }
 
-Viewport decodeViewport(const Value& value, const Path& at) {
-  const Record r(value, at, kViewportKeys);
+static Viewport decodeViewport(const Value& value, const Path& at) {
+  const Record<kViewportKeys.size()> r(value, at, kViewportKeys);
   return {r.get("offsetX", asNumber), r.get("offsetY", asNumber), r.get("zoom", asNumber)};
 }
 
-Canvas decodeCanvas(const Value& value, const Path& at) {
-  const Record r(value, at, kCanvasKeys);
+static Canvas decodeCanvas(const Value& value, const Path& at) {
+  const Record<kCanvasKeys.size()> r(value, at, kCanvasKeys);
   return {r.get("backgroundColor", asString), r.get("lastViewport", decodeViewport)};
 }
 
-BoardHeader decodeHeader(const Value& value, const Path& at) {
-  const Record r(value, at, kHeaderKeys);
+static BoardHeader decodeHeader(const Value& value, const Path& at) {
+  const Record<kHeaderKeys.size()> r(value, at, kHeaderKeys);
   return {r.optional("title", asString), r.optional("client", asString),   r.optional("model", asString),
           r.optional("date", asString),  r.optional("location", asString), r.optional("notes", asString)};
 }
 
 // Lenient by design: a page setup from a newer application must not make the board unreadable,
 // so an unknown string falls back; a value that is not a string at all is still an error.
-PageSetup decodePageSetup(const Value& value, const Path& at) {
-  const Record r(value, at, kPageSetupKeys);
+static PageSetup decodePageSetup(const Value& value, const Path& at) {
+  const Record<kPageSetupKeys.size()> r(value, at, kPageSetupKeys);
   PageSetup setup;
   if (const Value* format = r.find("format")) {
     setup.format = parsePageFormat(asStringView(*format, r.pathOf("format"))).value_or(PageFormat::a4);
@@ -345,8 +414,8 @@ PageSetup decodePageSetup(const Value& value, const Path& at) {
   return setup;
 }
 
-Board decodeBoard(const Value& value, const Path& at) {
-  const Record r(value, at, kBoardKeys);
+static Board decodeBoard(const Value& value, const Path& at) {
+  const Record<kBoardKeys.size()> r(value, at, kBoardKeys);
   return {r.get("id", asUuid),
           r.get("name", asString),
           r.get("createdAt", asDate),
@@ -356,11 +425,12 @@ Board decodeBoard(const Value& value, const Path& at) {
           r.optional("header", decodeHeader)};
 }
 
-Manifest decodeManifest(const Value& value) {
+static Manifest decodeManifest(const Value& value) {
   const Path root;
-  const Record r(value, root, kManifestKeys);
+  const Record<kManifestKeys.size()> r(value, root, kManifestKeys);
   return {r.get("schemaVersion", asInteger), r.get("board", decodeBoard), r.get("items", decodeItems)};
 }
+};
 
 [[noreturn]] void failSyntax(std::string_view problem, std::size_t offset) {
   throw ManifestDecodingError("invalid JSON at byte " + decimal(offset) + ": " + std::string(problem));
@@ -371,6 +441,18 @@ Manifest decodeManifest(const Value& value) {
 Manifest decode(std::string_view json) {
   // RapidJSON measures strings in 32 bits; a longer one would be cut short without a word.
   if (json.size() > std::numeric_limits<SizeType>::max()) failSyntax("larger than 4 GiB", 0);
+  // simdjson reads a document several times faster. What it accepts, the reading below accepts as the
+  // same values: valid UTF-8, no escaped lone surrogate, nesting within the same bound, numbers
+  // rounded the same way, whole numbers of 64 signed bits as integers. Whatever it refuses (a number
+  // too large included) goes to that reading, whose errors are the ones reported. Its document takes
+  // about twice the text beside the text, RapidJSON's less, so the largest manifests are read below.
+  constexpr std::size_t largestForSimdjson = std::size_t{64} << 20;
+  simdjson::dom::parser parser;
+  simdjson::dom::element root;
+  if (json.size() <= largestForSimdjson &&
+      parser.allocate(json.size(), json::maxRecursiveDepth) == simdjson::SUCCESS &&
+      parser.parse(json.data(), json.size()).get(root) == simdjson::SUCCESS)
+    return Decoding<SimdValue>::decodeManifest(SimdValue(root));
   // The parser also reads a NUL byte as the end of its input; a raw NUL is never valid JSON.
   if (const std::size_t fault = utf8::firstFault(json, true); fault != json.size()) {
     failSyntax(json[fault] == 0 ? "NUL byte" : "invalid UTF-8", fault);
@@ -386,7 +468,7 @@ Manifest decode(std::string_view json) {
     if (!handler.refusal().empty()) failSyntax(handler.refusal(), reader.GetErrorOffset());
     failSyntax(rapidjson::GetParseError_En(reader.GetParseErrorCode()), reader.GetErrorOffset());
   }
-  return decodeManifest(document);
+  return Decoding<RapidValue>::decodeManifest(RapidValue(document));
 }
 
 Manifest decode(std::span<const std::uint8_t> bytes) {

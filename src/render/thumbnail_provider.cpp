@@ -3,7 +3,7 @@
 #include <memory>
 #include <utility>
 
-#include "zorvi/board_archive.hpp"
+#include "zorvi/board_file.hpp"
 #include "zorvi/board_renderer.hpp"
 
 namespace zorvi {
@@ -12,17 +12,19 @@ void ThumbnailProvider::provideThumbnail(const ThumbnailRequest& request,
                                          const ThumbnailCompletion& completion) const {
   std::optional<Raster> picture;
   {
-    BoardBundle bundle;
+    // Every entry is checked first, as reading the whole board would; then each picture is read as it is
+    // decoded and let go once drawn.
+    std::optional<BoardFile> file;
     try {
-      bundle = BoardArchive::read(request.fileURL);
+      file.emplace(BoardFile::openChecked(request.fileURL));
     } catch (const BoardArchiveError& error) {
       completion(std::nullopt, error);
       return;
     }
     const Size& maximum = request.maximumSize;
     const double longer = maximum.width <= maximum.height ? maximum.height : maximum.width;
-    picture = BoardPreviewRenderer::render(bundle, longer * request.scale, request.onImageLeftOut);
-  }  // the bundle, with every image's bytes, is gone before the reply is made
+    picture = BoardPreviewRenderer::render(*file, longer * request.scale, request.onImageLeftOut);
+  }  // the board file is closed before the reply is made
   if (!picture) {
     completion(std::nullopt, std::nullopt);
     return;
