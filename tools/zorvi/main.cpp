@@ -1,4 +1,7 @@
 // zorvi: inspect, pack, unpack, draw and export Zorvi board files.
+#include <signal.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <span>
 #include <string>
@@ -7,6 +10,7 @@
 #include "cli.hpp"
 #include "commands.hpp"
 #include "help_output.hpp"
+#include "own_lines.hpp"
 
 namespace zorvi::cli {
 namespace {
@@ -180,6 +184,22 @@ int dispatch(std::span<char* const> words) {
 }  // namespace
 }  // namespace zorvi::cli
 
+namespace {
+
+// Boards are read where they lie in the mapped file, so another program cutting one short while it is
+// read faults the read. That ends the command with one line, as an unreadable board does; outputs only
+// appear once complete, so none is left half-written.
+void onBoardCutShort(int) {
+  constexpr char line[] = "zorvi: a board file was cut short by another program while it was being read\n";
+  if (write(zorvi::cli::ownLinesFd(), line, sizeof line - 1) < 0) _exit(1);
+  _exit(1);
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+  struct sigaction action {};
+  action.sa_handler = onBoardCutShort;
+  sigaction(SIGBUS, &action, nullptr);
   return zorvi::cli::dispatch(std::span<char* const>(argv, static_cast<std::size_t>(argc)).subspan(1));
 }
