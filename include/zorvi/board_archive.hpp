@@ -28,6 +28,7 @@ inline constexpr std::string_view thumbnailsPrefix = "thumbnails/";
 
 // Reads the board file at `path`. Throws BoardArchiveError; a missing or unreadable file is archiveCorrupt.
 // Memory running out while entries are read is std::bad_alloc, not a fault of the file.
+// The file is read through a mapping: see board_file.hpp on a board cut short while it is read.
 BoardBundle read(const std::filesystem::path& path);
 
 // Reads a board file held in memory. Throws BoardArchiveError.

@@ -1,5 +1,10 @@
 // A board file read entry by entry: its manifest and the sizes of its images at once, an image's bytes
 // only when asked for and then in chunks, so a caller never needs the whole board in memory.
+//
+// The file is mapped into memory and stored entries are viewed where they lie. As with any mapped file,
+// another program cutting the board shorter while it is open makes a read of the lost part raise SIGBUS;
+// saving by writing a new file and renaming it over the old one, as BoardArchive::write does, never
+// does. The zorvi command turns that signal into one line and exit status 1.
 #pragma once
 
 #include <cstdint>
