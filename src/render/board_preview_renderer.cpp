@@ -3,7 +3,6 @@
 #include <functional>
 #include <limits>
 #include <string_view>
-#include <thread>
 #include <unordered_map>
 
 #include "render/board_drawing.hpp"
@@ -59,9 +58,7 @@ std::optional<Raster> renderViews(const Manifest& manifest, const ImageViewMap& 
   }
   std::unordered_map<const std::uint8_t*, std::size_t> uses;
   for (const auto& job : jobs) ++uses[job.bytes.data()];
-  // The drawing waits while they decode, so every core gets a decoder; one core decodes as it draws.
-  const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
-  render::ImagePrefetch prefetch(std::move(jobs), cores > 1 ? std::min(cores, 4u) : 0u);
+  render::ImagePrefetch prefetch(std::move(jobs), render::prefetchThreads());
   const render::DecodeFunction decode = [&](const CanvasItem& item, std::span<const std::uint8_t> bytes,
                                             std::int32_t w, std::int32_t h) {
     auto raster = prefetch.take(item.id, bytes, w, h);

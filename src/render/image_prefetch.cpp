@@ -1,5 +1,6 @@
 #include "render/image_prefetch.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -10,6 +11,11 @@ std::int32_t targetPixels(double length) {
   if (!(pixels >= 1)) return 1;
   return pixels >= std::numeric_limits<std::int32_t>::max() ? std::numeric_limits<std::int32_t>::max()
                                                             : static_cast<std::int32_t>(pixels);
+}
+
+unsigned prefetchThreads() {
+  const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+  return cores > 1 ? std::min(cores, 4u) : 0u;
 }
 
 ImagePrefetch::ImagePrefetch(std::vector<Job> jobs, unsigned threads)

@@ -17,6 +17,10 @@ namespace zorvi::render {
 // The pixel count a drawn length covers, for asking the decoder for no more than that.
 std::int32_t targetPixels(double length);
 
+// Decoders for a drawing that waits while they decode: one per core, at most four; none on one core,
+// where the drawing decodes as it goes.
+unsigned prefetchThreads();
+
 class ImagePrefetch {
  public:
   // One picture as the drawing will ask for it, in drawing order.

@@ -90,8 +90,7 @@ class Pictures {
     if (itemOfBytes_.try_emplace(bytes.data(), item).second) jobs_.push_back({item, bytes, width, height});
   }
   void start() {
-    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
-    prefetch_.emplace(std::move(jobs_), cores > 1 ? std::min(cores, 4u) : 0u);
+    prefetch_.emplace(std::move(jobs_), render::prefetchThreads());
   }
   std::optional<Raster> decode(std::span<const std::uint8_t> bytes, std::int32_t width, std::int32_t height) {
     const auto item = itemOfBytes_.find(bytes.data());
