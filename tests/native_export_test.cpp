@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <map>
 #include <regex>
 #include <string>
@@ -91,6 +90,7 @@ class NativeExport : public testing::CommandTest {
     webp = &(*made)["p.webp"];
   }
   static void TearDownTestSuite() { delete made; }
+  void SetUp() override { ASSERT_FALSE(photo->empty() || webp->empty()) << "the encoders could not make the test files"; }
 
   BoardBundle board(std::vector<CanvasItem> items, std::optional<BoardHeader> header = std::nullopt) {
     BoardBundle bundle;
@@ -110,7 +110,6 @@ class NativeExport : public testing::CommandTest {
 };
 
 TEST_F(NativeExport, SheetsMatchThePagedHTMLExport) {
-  ASSERT_FALSE(photo->empty());
   const BoardHeader header{.title = "Spring", .client = "ACME", .notes = "Bring samples"};
   struct Row {
     std::string name;
@@ -167,8 +166,6 @@ TEST_F(NativeExport, SheetsMatchThePagedHTMLExport) {
 }
 
 TEST_F(NativeExport, JPEGsAreEmbeddedAsTheirOwnBytesOnce) {
-  ASSERT_FALSE(photo->empty());
-  ASSERT_FALSE(webp->empty());
   // The JPEG straddles two pages; the PNG graphic is stored as pixels, the WebP photo as a JPEG.
   board({picture(1, "p.jpg", {850, 100, 200, 150}, {320, 240}), picture(2, "b.png", {100, 400, 60, 40}, {60, 40}),
          picture(3, "w.webp", {100, 500, 80, 60}, {80, 60})});
@@ -193,7 +190,6 @@ TEST_F(NativeExport, JPEGsAreEmbeddedAsTheirOwnBytesOnce) {
 }
 
 TEST_F(NativeExport, ASheetLooksLikeTheRenderersPictureOfItsTile) {
-  ASSERT_FALSE(photo->empty());
   const BoardBundle bundle = board({shape(1, "Section", {40, 40, 700, 500}), picture(2, "p.jpg", {80, 120, 320, 240}, {320, 240}),
                                     picture(3, "b.png", {440, 120, 240, 160}, {60, 40}), drawing(4, {100, 600, 600, 300}),
                                     text(5, "A text item set in the sheet", {100, 950, 500, 100}),
@@ -252,7 +248,6 @@ TEST(PNGExport, SizeFollowsTheScaleRuleAndTheLimit) {
 }
 
 TEST_F(NativeExport, PNGBandsMakeTheSamePictureAsOneBitmap) {
-  ASSERT_FALSE(photo->empty());
   // 4 pixels a unit: 2000 × 8000 pixels, several bands, with text, a picture and a drawing across their seams.
   std::vector<CanvasItem> items{picture(1, "p.jpg", {0, 0, 500, 1400}, {2000, 5600}, "Under the photo")};
   for (std::uint8_t n = 0; n < 8; ++n)

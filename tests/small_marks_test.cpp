@@ -100,14 +100,13 @@ TEST(SmallMarks, LookLikeTheMarksTheyStandFor) {
   }
   const BoardLayout layout(items, {});
   const double scale = 256 / std::max(layout.width, layout.height);
+  const auto width = static_cast<std::int32_t>(layout.width * scale), height = static_cast<std::int32_t>(layout.height * scale);
   const auto picture = [&](auto wrap) {
-    return *RasterCanvas::render(static_cast<std::int32_t>(layout.width * scale),
-                                 static_cast<std::int32_t>(layout.height * scale),
-                                 [&](DrawingContext& target) {
-                                   target.scale(scale, scale);
-                                   auto context = wrap(target);
-                                   BoardCGRenderer::draw(layout, context, ImageMap{}, "#F5F2EC");
-                                 });
+    return *RasterCanvas::render(width, height, [&](DrawingContext& target) {
+      target.scale(scale, scale);
+      auto context = wrap(target);
+      BoardCGRenderer::draw(layout, context, ImageMap{}, "#F5F2EC");
+    });
   };
   const Raster quick = picture([](DrawingContext& target) { return Target(target, true); });
   const Raster full = picture([](DrawingContext& target) { return Target(target, false); });
