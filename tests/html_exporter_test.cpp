@@ -52,21 +52,14 @@ TEST(HTMLNumbers, RoundToHundredthsOnTheDoubleValue) {
 
 TEST(HTMLColours, AcceptOnlyHashAndThreeOrSixHexCharacters) {
   const std::tuple<const char*, Opt, Opt> rows[] = {
-      {"absent", std::nullopt, std::nullopt},
-      {"six", "#1a1A1a", "#1a1A1a"},
-      {"three kept short", "#000", "#000"},
-      {"trimmed tab and wide spaces", "\t\u00A0#abc\u3000 ", "#abc"},
-      {"line break not trimmed", "#abc\n", std::nullopt},
-      {"five", "#12345", std::nullopt},
-      {"seven", "#1234567", std::nullopt},
-      {"eight", "#12345678", std::nullopt},
-      {"no hash", "1a1a1a", std::nullopt},
-      {"not hex", "#ggg", std::nullopt},
+      {"absent", std::nullopt, std::nullopt}, {"six", "#1a1A1a", "#1a1A1a"}, {"three kept short", "#000", "#000"},
+      {"trimmed tab and wide spaces", "\t\u00A0#abc\u3000 ", "#abc"}, {"line break not trimmed", "#abc\n", std::nullopt},
+      {"five", "#12345", std::nullopt}, {"seven", "#1234567", std::nullopt}, {"eight", "#12345678", std::nullopt},
+      {"no hash", "1a1a1a", std::nullopt}, {"not hex", "#ggg", std::nullopt},
       {"full-width digits", "#\uFF10\uFF21\uFF46", "#\uFF10\uFF21\uFF46"},
       {"full-width beyond f", "#\uFF27\uFF10\uFF10", std::nullopt},
       {"combining mark makes a digit no digit", "#ab\u0301c", std::nullopt},
-      {"combining mark on the hash", "#\u0301fff", std::nullopt},
-      {"invalid byte", "#ff\xFF", std::nullopt},
+      {"combining mark on the hash", "#\u0301fff", std::nullopt}, {"invalid byte", "#ff\xFF", std::nullopt},
   };
   for (const auto& [name, in, out] : rows) {
     SCOPED_TRACE(name);

@@ -110,12 +110,9 @@ TEST_F(ImageDecoderFiles, KnownColoursAtKnownPixels) {
       ASSERT_EQ(std::tuple(raster->width, raster->height, raster->pixels.size()),
                 std::tuple(width, height, static_cast<std::size_t>(width * height)));
       const std::pair<std::pair<int, int>, std::uint32_t> probes[] = {
-          {{width / 8, height / 8}, row.expected.topLeft},
-          {{width * 7 / 8, height / 8}, row.expected.topRight},
-          {{width / 8, height * 7 / 8}, row.expected.bottomLeft},
-          {{width * 7 / 8, height * 7 / 8}, row.expected.bottomRight},
-          {{width * 5 / 16, height * 3 / 8}, row.expected.topLeft},
-          {{width * 11 / 16, height * 5 / 8}, row.expected.bottomRight},
+          {{width / 8, height / 8}, row.expected.topLeft},        {{width * 7 / 8, height / 8}, row.expected.topRight},
+          {{width / 8, height * 7 / 8}, row.expected.bottomLeft}, {{width * 7 / 8, height * 7 / 8}, row.expected.bottomRight},
+          {{width * 5 / 16, height * 3 / 8}, row.expected.topLeft}, {{width * 11 / 16, height * 5 / 8}, row.expected.bottomRight},
       };
       for (const auto& [at, colour] : probes) {
         const std::uint32_t actual = pixelAt(*raster, at.first, at.second);

@@ -172,12 +172,9 @@ TEST(ManifestReader, RefusesInvalidJsonSayingWhere) {
 
 TEST(ManifestReader, RefusesWrongFieldsNamingTheirPath) {
   const std::pair<std::string, const char*> rows[] = {
-      {"[]", "manifest: expected an object"},
-      {R"({"schemaVersion": "8"})", "schemaVersion"},
-      {R"({"schemaVersion": 9223372036854775808})", "schemaVersion"},
-      {R"({"schemaVersion": 8, "items": []})", "board"},
-      {withBoard("", "{}"), "items"},
-      {withBoard(R"(, "id": "6f1c2a3b")"), "board.id"},
+      {"[]", "manifest: expected an object"}, {R"({"schemaVersion": "8"})", "schemaVersion"},
+      {R"({"schemaVersion": 9223372036854775808})", "schemaVersion"}, {R"({"schemaVersion": 8, "items": []})", "board"},
+      {withBoard("", "{}"), "items"}, {withBoard(R"(, "id": "6f1c2a3b")"), "board.id"},
       {withBoard(R"(, "createdAt": "2025-02-30T09:26:53Z")"), "board.createdAt"},
       {withBoard(R"(, "canvas": null)"), "board.canvas: required"},
       {withBoard(R"(, "canvas": {"backgroundColor": "", "lastViewport": {"offsetX": 0, "zoom": "1"}})"),
@@ -187,8 +184,7 @@ TEST(ManifestReader, RefusesWrongFieldsNamingTheirPath) {
       {withItem(R"({"frame": {"x": 1, "y": 2, "width": 3, "height": 4}})"), "items[0].id"},
       {withItem(R"({"id": "00000000-0000-4000-8000-000000000001", "frame": {"x": 1, "y": 2, "width": 3}})"),
        "items[0].frame.height"},
-      {itemWith(R"(, "type": "Image")"), "items[0].type"},
-      {itemWith(R"(, "zIndex": 1.0)"), "items[0].zIndex"},
+      {itemWith(R"(, "type": "Image")"), "items[0].type"}, {itemWith(R"(, "zIndex": 1.0)"), "items[0].zIndex"},
       {itemWith(R"(, "locked": 1)"), "items[0].locked"},
       {itemWith(R"(, "naturalSize": {"width": 1.5, "height": 2})"), "items[0].naturalSize.width"},
       {itemWith(R"(, "source": {"url": "x"})"), "items[0].source.addedAt"},
