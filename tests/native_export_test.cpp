@@ -120,15 +120,11 @@ TEST_F(NativeExport, SheetsMatchThePagedHTMLExport) {
   const Row rows[] = {
       {"one page", {text(1, "Hello page", {100, 100, 400, 100})}, "", {{"Hello page"}}},
       {"reading order across rows",
-       {text(1, "second", {1000, 100, 300, 60}), text(2, "third", {100, 1400, 300, 60}),
-        text(3, "first", {100, 100, 300, 60})},
-       "",
-       {{"first"}, {"second"}, {"third"}}},
+       {text(1, "second", {1000, 100, 300, 60}), text(2, "third", {100, 1400, 300, 60}), text(3, "first", {100, 100, 300, 60})},
+       "", {{"first"}, {"second"}, {"third"}}},
       // Its caption starts left of the page boundary; the picture itself is on both (see the JPEG test).
       {"straddling item", {picture(1, "p.jpg", {850, 100, 200, 150}, {320, 240}, "Dusk")}, "", {{"Dusk"}, {}}},
-      {"negative columns",
-       {shape(1, "Left", {-500, 100, 300, 200}), text(2, "Right", {100, 100, 300, 60})},
-       "",
+      {"negative columns", {shape(1, "Left", {-500, 100, 300, 200}), text(2, "Right", {100, 100, 300, 60})}, "",
        {{"Left"}, {"Right"}}},
       {"cover with branding and margins",
        {text(1, "Inside", {100, 100, 300, 60}), drawing(2, {1000, 100, 200, 100})},
