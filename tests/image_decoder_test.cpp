@@ -3,12 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <functional>
 #include <future>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "decode/reduction.hpp"
@@ -109,16 +107,12 @@ TEST_F(ImageDecoderFiles, KnownColoursAtKnownPixels) {
       SCOPED_TRACE(std::string(row.file) + " at " + std::to_string(width) + "x" + std::to_string(height));
       const auto raster = decode(file(row.file), width, height);
       ASSERT_TRUE(raster);
-      ASSERT_EQ(raster->width, width);
-      ASSERT_EQ(raster->height, height);
-      ASSERT_EQ(raster->pixels.size(), static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+      ASSERT_EQ(std::tuple(raster->width, raster->height, raster->pixels.size()),
+                std::tuple(width, height, static_cast<std::size_t>(width * height)));
       const std::pair<std::pair<int, int>, std::uint32_t> probes[] = {
-          {{width / 8, height / 8}, row.expected.topLeft},
-          {{width * 7 / 8, height / 8}, row.expected.topRight},
-          {{width / 8, height * 7 / 8}, row.expected.bottomLeft},
-          {{width * 7 / 8, height * 7 / 8}, row.expected.bottomRight},
-          {{width * 5 / 16, height * 3 / 8}, row.expected.topLeft},
-          {{width * 11 / 16, height * 5 / 8}, row.expected.bottomRight},
+          {{width / 8, height / 8}, row.expected.topLeft},        {{width * 7 / 8, height / 8}, row.expected.topRight},
+          {{width / 8, height * 7 / 8}, row.expected.bottomLeft}, {{width * 7 / 8, height * 7 / 8}, row.expected.bottomRight},
+          {{width * 5 / 16, height * 3 / 8}, row.expected.topLeft}, {{width * 11 / 16, height * 5 / 8}, row.expected.bottomRight},
       };
       for (const auto& [at, colour] : probes) {
         const std::uint32_t actual = pixelAt(*raster, at.first, at.second);
@@ -148,21 +142,16 @@ TEST_F(ImageDecoderFiles, ReducesWhileDecodingButNeverBelowTheTarget) {
       {"photo.webp", 120, 90, 120, 90},  // the WebP scaler goes straight to the target
       {"photo.webp", 800, 90, 400, 90},
       {"photo.avif", 100, 100, 100, 100},  // whole-image codecs are box-reduced after decoding
-      {"photo.heic", 130, 100, 134, 100},
-      {"photo.jxl", 200, 150, 200, 150},
-      {"photo.gif", 100, 100, 100, 100},
-      {"photo.tif", 100, 100, 100, 100},
-      {"photo.bmp", 100, 100, 100, 100},
+      {"photo.heic", 130, 100, 134, 100},  {"photo.jxl", 200, 150, 200, 150},   {"photo.gif", 100, 100, 100, 100},
+      {"photo.tif", 100, 100, 100, 100},   {"photo.bmp", 100, 100, 100, 100},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.file) + " to " + std::to_string(row.targetWidth) + "x" +
                  std::to_string(row.targetHeight));
     const auto raster = decode(file(row.file), row.targetWidth, row.targetHeight);
     ASSERT_TRUE(raster);
-    EXPECT_EQ(raster->width, row.width);
-    EXPECT_EQ(raster->height, row.height);
-    EXPECT_EQ(raster->pixels.size(),
-              static_cast<std::size_t>(row.width) * static_cast<std::size_t>(row.height));
+    EXPECT_EQ(std::tuple(raster->width, raster->height, raster->pixels.size()),
+              std::tuple(row.width, row.height, static_cast<std::size_t>(row.width) * static_cast<std::size_t>(row.height)));
   }
 }
 
@@ -247,8 +236,7 @@ TEST(ImageDecoder, AveragesPremultipliedPixelsWhenReducing) {
                            255, 0, 0, 255, 0, 0, 255, 0, 0, 0, 255, 255, 0, 255, 0, 255};
   const auto raster = decode(testing::rgbaPng(4, 2, rgba), 2, 1);
   ASSERT_TRUE(raster);
-  ASSERT_EQ(raster->width, 2);
-  ASSERT_EQ(raster->height, 1);
+  ASSERT_EQ(std::pair(raster->width, raster->height), std::pair(2, 1));
   EXPECT_EQ(pixelAt(*raster, 0, 0), 0x80800000u);  // half-covered red
   EXPECT_EQ(pixelAt(*raster, 1, 0), 0xFF008080u);  // blue and green mixed half and half
 }
@@ -294,10 +282,8 @@ TEST(ImageDecoder, PlansTheLargestBoxThatKeepsTheTarget) {
                  std::to_string(row.targetWidth) + "x" + std::to_string(row.targetHeight));
     const auto plan =
         decoding::planReduction(row.sourceWidth, row.sourceHeight, {row.targetWidth, row.targetHeight});
-    EXPECT_EQ(plan.factorX, row.factorX);
-    EXPECT_EQ(plan.factorY, row.factorY);
-    EXPECT_EQ(plan.width, row.width);
-    EXPECT_EQ(plan.height, row.height);
+    EXPECT_EQ(std::tuple(plan.factorX, plan.factorY, plan.width, plan.height),
+              std::tuple(row.factorX, row.factorY, row.width, row.height));
   }
   // A box never sums more pixels than 8-bit channels can add up in 32 bits.
   const auto tiny = decoding::planReduction(1 << 30, 1, {1, 1});
@@ -308,11 +294,9 @@ TEST_F(ImageDecoderFiles, DecodesConcurrentlyAsItDoesAlone) {
   const char* names[] = {"photo.jpg", "photo.png", "photo.webp", "photo.avif", "photo.heic",
                          "photo.jxl", "photo.gif", "photo.tif",  "photo.bmp"};
   std::vector<std::future<std::optional<Raster>>> running;
-  for (int round = 0; round < 2; ++round) {
-    for (const char* name : names) {
+  for (int round = 0; round < 2; ++round)
+    for (const char* name : names)
       running.push_back(std::async(std::launch::async, [name] { return decode(file(name), 90, 70); }));
-    }
-  }
   for (std::size_t i = 0; i < running.size(); ++i) {
     const char* name = names[i % std::size(names)];
     SCOPED_TRACE(name);

@@ -14,33 +14,7 @@ namespace {
 
 using Style = DrawingContent::LineStyle;
 
-// Every call on to another context, which draws pixels or not as told.
-class Target final : public DrawingContext {
- public:
-  Target(DrawingContext& to, bool pixels) : to_(to), pixels_(pixels) {}
-  void fillRect(const Rect& r, const Color& c) override { to_.fillRect(r, c); }
-  void strokeRect(const Rect& r, const Color& c, double w) override { to_.strokeRect(r, c, w); }
-  void strokePolyline(std::span<const Point> p, const Stroke& s) override { to_.strokePolyline(p, s); }
-  void save() override { to_.save(); }
-  void restore() override { to_.restore(); }
-  void scale(double sx, double sy) override { to_.scale(sx, sy); }
-  Point pixelsPerUnit() const override { return to_.pixelsPerUnit(); }
-  void drawImage(const Raster& r, const Rect& rect) override { to_.drawImage(r, rect); }
-  void drawTextBox(std::string_view t, const Font& f, const Color& c, TextAlignment a,
-                   const Rect& b) override {
-    to_.drawTextBox(t, f, c, a, b);
-  }
-  void drawTextLine(std::string_view t, const Font& f, const Color& c, const Point& o,
-                    std::optional<double> w) override {
-    to_.drawTextLine(t, f, c, o, w);
-  }
-  const TextMeasurer& measurer() const override { return to_.measurer(); }
-  bool drawsPixels() const override { return pixels_; }
-
- private:
-  DrawingContext& to_;
-  bool pixels_;
-};
+using Target = testing::Forwarding;
 
 // One item 48 × 46 (an image 48 × 40 with its caption below) at 1/8 pixel a unit. The fixed measurer
 // advances half the font size a character, 1.25 of it a line, with the baseline 0.75 of it down.
@@ -126,14 +100,13 @@ TEST(SmallMarks, LookLikeTheMarksTheyStandFor) {
   }
   const BoardLayout layout(items, {});
   const double scale = 256 / std::max(layout.width, layout.height);
+  const auto width = static_cast<std::int32_t>(layout.width * scale), height = static_cast<std::int32_t>(layout.height * scale);
   const auto picture = [&](auto wrap) {
-    return *RasterCanvas::render(static_cast<std::int32_t>(layout.width * scale),
-                                 static_cast<std::int32_t>(layout.height * scale),
-                                 [&](DrawingContext& target) {
-                                   target.scale(scale, scale);
-                                   auto context = wrap(target);
-                                   BoardCGRenderer::draw(layout, context, ImageMap{}, "#F5F2EC");
-                                 });
+    return *RasterCanvas::render(width, height, [&](DrawingContext& target) {
+      target.scale(scale, scale);
+      auto context = wrap(target);
+      BoardCGRenderer::draw(layout, context, ImageMap{}, "#F5F2EC");
+    });
   };
   const Raster quick = picture([](DrawingContext& target) { return Target(target, true); });
   const Raster full = picture([](DrawingContext& target) { return Target(target, false); });

@@ -207,24 +207,16 @@ def exec_line(entry, board, output, size):
 
 def deflate_bomb(path):
     """A board whose only image entry inflates to 3 GiB of zeros from about 3 MB."""
+    stamp = "2025-03-14T09:26:53Z"
+    board = {"id": "6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8", "name": "hostile", "createdAt": stamp, "modifiedAt": stamp,
+             "canvas": {"backgroundColor": "#FFFFFF", "lastViewport": {"offsetX": 0, "offsetY": 0, "zoom": 1}}}
+    item = {"id": "6F1C2A3B-4D5E-4F60-8172-000000000001", "image": "images/bomb.png", "thumbnail": "thumbnails/bomb.png",
+            "frame": {"x": 0, "y": 0, "width": 400, "height": 300}}
     with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED, compresslevel=9) as archive:
-        archive.writestr("manifest.json", json.dumps(manifest_of_single_image("images/bomb.png")))
+        archive.writestr("manifest.json", json.dumps({"schemaVersion": 8, "board": board, "items": [item]}))
         with archive.open("images/bomb.png", "w", force_zip64=True) as entry:
-            zeros = bytes(1 << 24)
             for _ in range(192):
-                entry.write(zeros)
-
-
-def manifest_of_single_image(image):
-    return {
-        "schemaVersion": 8,
-        "board": {"id": "6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8", "name": "hostile",
-                  "createdAt": "2025-03-14T09:26:53Z", "modifiedAt": "2025-03-14T09:26:53Z",
-                  "canvas": {"backgroundColor": "#FFFFFF", "lastViewport": {"offsetX": 0, "offsetY": 0, "zoom": 1}}},
-        "items": [{"id": "6F1C2A3B-4D5E-4F60-8172-000000000001", "type": "image", "image": image,
-                   "thumbnail": image.replace("images/", "thumbnails/"),
-                   "frame": {"x": 0, "y": 0, "width": 400, "height": 300}, "zIndex": 0, "locked": False}],
-    }
+                entry.write(bytes(1 << 24))
 
 
 def part_exec(build_dir, source_dir, sanitized):
