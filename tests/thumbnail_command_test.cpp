@@ -119,8 +119,9 @@ TEST_F(ThumbnailCommand, FailuresPrintOneLineAndWriteNothing) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.arguments);
-    const testing::CommandRun run = zorvi(std::string("thumbnail ") + row.arguments);
+    // Uncapped, such a run may well succeed and write the picture the later rows check is not there.
     if (row.capped && ZORVI_UNDER_ASAN) continue;
+    const testing::CommandRun run = zorvi(std::string("thumbnail ") + row.arguments);
     EXPECT_EQ(run.status, row.status);
     testing::expectOneLine(run.err, row.line);
     EXPECT_EQ(readText(at("out.png")), "earlier");
