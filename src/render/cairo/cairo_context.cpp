@@ -3,6 +3,7 @@
 #include <spng.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -45,14 +46,26 @@ void CairoContext::scale(double sx, double sy) { cairo_shapes::scale(cr_, sx, sy
 
 Point CairoContext::pixelsPerUnit() const { return deviceUnitsPerUnit(cr_); }
 
+Rect CairoContext::onWholePixels(const Rect& rect) const {
+  double x0 = rect.x, y0 = rect.y, x1 = rect.maxX(), y1 = rect.maxY();
+  cairo_user_to_device(cr_, &x0, &y0);
+  cairo_user_to_device(cr_, &x1, &y1);
+  x0 = std::round(x0), y0 = std::round(y0), x1 = std::round(x1), y1 = std::round(y1);
+  cairo_device_to_user(cr_, &x0, &y0);
+  cairo_device_to_user(cr_, &x1, &y1);
+  return {std::min(x0, x1), std::min(y0, y1), std::abs(x1 - x0), std::abs(y1 - y0)};
+}
+
 void CairoContext::drawImage(const Raster& raster, const Rect& rect) {
   if (!drawable(raster, rect)) return;
   // Cairo only reads the pixels here; the cast is what its C interface asks for.
   auto* data = reinterpret_cast<unsigned char*>(const_cast<std::uint32_t*>(raster.pixels.data()));
   cairo_surface_t* image = cairo_image_surface_create_for_data(data, CAIRO_FORMAT_ARGB32, raster.width,
                                                                raster.height, raster.width * 4);
-  // Edge pixels repeat outward, so a stretched picture keeps solid edges instead of fading out.
-  fillWithSurface(cr_, image, raster.width, raster.height, rect, CAIRO_EXTEND_PAD, imageFilter_);
+  // Nearest pixels are for frames that last an instant: edges on whole pixels keep to Cairo's fast path.
+  // Otherwise edge pixels repeat outward, so a stretched picture keeps solid edges instead of fading out.
+  fillWithSurface(cr_, image, raster.width, raster.height,
+                  imageFilter_ == CAIRO_FILTER_NEAREST ? onWholePixels(rect) : rect, CAIRO_EXTEND_PAD, imageFilter_);
   cairo_surface_finish(image);
   cairo_surface_destroy(image);
 }

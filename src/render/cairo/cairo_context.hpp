@@ -34,6 +34,8 @@ class CairoContext final : public DrawingContext {
  private:
   // Lets show draw text into the target's pixels at the current transform, in color.
   void drawText(const Color& color, const std::function<void(const text::Canvas&)>& show);
+  // rect with its corners moved to the nearest device pixels.
+  Rect onWholePixels(const Rect& rect) const;
 
   cairo_t* cr_;
   cairo_filter_t imageFilter_;
