@@ -119,6 +119,8 @@ TEST(ManifestReading, ReadsValuesAndRefusesTextAsBefore) {
        "error: invalid JSON at byte 804: nested deeper than 512 levels"},
   };
   for (const auto& [name, json, expected] : rows) EXPECT_EQ(outcome(json), expected) << name;
+  // An empty entry gives a view of no bytes at all, without even a pointer.
+  EXPECT_THROW(ManifestCoder::decode(std::string_view{}), ManifestDecodingError);
 }
 
 TEST(ManifestReading, LargeManifestReadsBackToTheSameText) {

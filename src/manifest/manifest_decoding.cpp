@@ -449,7 +449,8 @@ Manifest decode(std::string_view json) {
   constexpr std::size_t largestForSimdjson = std::size_t{64} << 20;
   simdjson::dom::parser parser;
   simdjson::dom::element root;
-  if (json.size() <= largestForSimdjson &&
+  // An empty text, which may come without even a pointer, is for the reading below to refuse.
+  if (!json.empty() && json.size() <= largestForSimdjson &&
       parser.allocate(json.size(), json::maxRecursiveDepth) == simdjson::SUCCESS &&
       parser.parse(json.data(), json.size()).get(root) == simdjson::SUCCESS)
     return Decoding<SimdValue>::decodeManifest(SimdValue(root));
