@@ -1,8 +1,5 @@
 #include "zorvi/native_export.hpp"
 
-#include <spng.h>
-#include <zlib.h>
-
 #include <algorithm>
 #include <cmath>
 #include <future>
@@ -19,6 +16,7 @@
 #include "render/cairo/cairo_shapes.hpp"
 #include "render/image_prefetch.hpp"
 #include "render/jpeg_encoder.hpp"
+#include "render/png_writer.hpp"
 #include "render/text/text_engine.hpp"
 #include "unicode/unicode.hpp"
 #include "zorvi/board_renderer.hpp"
@@ -460,10 +458,6 @@ constexpr double largestEdge = 32767;
 // Rows per band: about 16 MiB of pixels, so the bands of the widest picture are a few rows each.
 constexpr std::size_t bandBytes = std::size_t{16} << 20;
 
-struct SpngFree {
-  void operator()(spng_ctx* ctx) const { spng_ctx_free(ctx); }
-};
-
 }  // namespace
 
 std::optional<PixelSize> pixelSize(const BoardLayout& layout, const Options& options, NativeExportError* error) {
@@ -491,36 +485,17 @@ std::optional<NativeExportError> write(const BoardBundle& bundle, const ImageVie
   const std::optional<PixelSize> size = pixelSize(layout, options, &why);
   if (!size) return why;
 
-  struct Writer {
-    const ByteSink& sink;
-    bool refused = false;
-  } writer{sink};
-  const std::unique_ptr<spng_ctx, SpngFree> ctx(spng_ctx_new(SPNG_CTX_ENCODER));
-  if (!ctx) return NativeExportError::drawingFailed;
-  const auto send = [](spng_ctx*, void* user, void* data, std::size_t length) noexcept {
-    auto& to = *static_cast<Writer*>(user);
-    try {
-      if (!to.sink(std::span<const std::uint8_t>(static_cast<const std::uint8_t*>(data), length))) to.refused = true;
-    } catch (...) {
-      to.refused = true;
-    }
-    return to.refused ? static_cast<int>(SPNG_IO_ERROR) : 0;
-  };
-  spng_ihdr ihdr{};
-  ihdr.width = static_cast<std::uint32_t>(size->width);
-  ihdr.height = static_cast<std::uint32_t>(size->height);
-  ihdr.bit_depth = 8;
-  ihdr.color_type = SPNG_COLOR_TYPE_TRUECOLOR;
-  const auto stopped = [&] {
-    return writer.refused ? NativeExportError::sinkRefused : NativeExportError::drawingFailed;
-  };
-  // The thumbnail's settings: as small as zlib's default level on board pictures, far faster.
-  if (spng_set_png_stream(ctx.get(), send, &writer) != 0 ||
-      spng_set_option(ctx.get(), SPNG_FILTER_CHOICE, SPNG_FILTER_CHOICE_PAETH) != 0 ||
-      spng_set_option(ctx.get(), SPNG_IMG_COMPRESSION_LEVEL, 1) != 0 ||
-      spng_set_option(ctx.get(), SPNG_IMG_COMPRESSION_STRATEGY, Z_RLE) != 0 || spng_set_ihdr(ctx.get(), &ihdr) != 0 ||
-      spng_encode_image(ctx.get(), nullptr, 0, SPNG_FMT_PNG, SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE) != 0)
-    return stopped();
+  bool refused = false;
+  png_writing::RgbWriter png(static_cast<std::uint32_t>(size->width), static_cast<std::uint32_t>(size->height),
+                             [&](std::span<const std::uint8_t> bytes) {
+                               try {
+                                 refused = refused || !sink(bytes);
+                               } catch (...) {
+                                 refused = true;
+                               }
+                               return !refused;
+                             });
+  const auto stopped = [&] { return refused ? NativeExportError::sinkRefused : NativeExportError::drawingFailed; };
 
   const auto width = static_cast<std::size_t>(size->width);
   const auto height = static_cast<std::size_t>(size->height);
@@ -536,16 +511,13 @@ std::optional<NativeExportError> write(const BoardBundle& bundle, const ImageVie
   }
   const bool overlap = std::thread::hardware_concurrency() > 1;
 
-  std::vector<std::uint8_t> rgb(width * 3);
-  const auto encode = [&, ctx = ctx.get()](cairo_surface_t* surface, std::size_t first, std::size_t rows) {
+  const auto encode = [&](cairo_surface_t* surface, std::size_t rows) {
     cairo_surface_flush(surface);
     const unsigned char* pixels = cairo_image_surface_get_data(surface);
     const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface));
     for (std::size_t y = 0; y < rows; ++y) {
-      cairo_shapes::opaqueRow(reinterpret_cast<const std::uint32_t*>(pixels + y * stride), width, rgb.data());
-      const int status = spng_encode_row(ctx, rgb.data(), rgb.size());
-      // The last row finishes the file and reports its end.
-      if (status != 0 && !(status == SPNG_EOI && first + y + 1 == height)) return false;
+      cairo_shapes::opaqueRow(reinterpret_cast<const std::uint32_t*>(pixels + y * stride), width, png.row().data());
+      if (!png.commitRow()) return false;
     }
     return true;
   };
@@ -591,12 +563,12 @@ std::optional<NativeExportError> write(const BoardBundle& bundle, const ImageVie
     BandContext::releaseAbove(decoded, static_cast<double>(first + rows));
     if (overlap) {
       try {
-        encoding = std::async(std::launch::async, encode, surface, first, rows);
+        encoding = std::async(std::launch::async, encode, surface, rows);
         continue;
       } catch (const std::system_error&) {  // no thread to be had: encode here
       }
     }
-    if (!encode(surface, first, rows)) return stopped();
+    if (!encode(surface, rows)) return stopped();
   }
   if (!encoded()) return stopped();
   return std::nullopt;
