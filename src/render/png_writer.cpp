@@ -60,14 +60,17 @@ void paethFilter(std::span<const std::uint8_t> row, std::span<const std::uint8_t
   for (; i < n; ++i) out[i] = static_cast<std::uint8_t>(cur[i] - paeth(cur[i - bpp], up[i], up[i - bpp]));
 }
 
-RgbWriter::RgbWriter(std::uint32_t width, std::uint32_t height, Sink sink)
-    : width_(width), height_(height), rowsLeft_(height), sink_(std::move(sink)) {
+RgbWriter::RgbWriter(std::uint32_t width, std::uint32_t height, Sink sink,
+                     RasterCanvas::PNGCompression compression)
+    : rowsLeft_(height), sink_(std::move(sink)), paeth_(compression == RasterCanvas::PNGCompression::fast) {
   const std::size_t stride = std::size_t{width} * bpp;
   previous_.assign(stride, 0);
   current_.assign(stride, 0);
   filtered_.resize(std::max(batchBytes / (stride + 1), std::size_t{1}) * (stride + 1));
   compressed_.resize(batchBytes);
-  open_ = width > 0 && height > 0 && deflateInit2(&stream_, 1, Z_DEFLATED, 15, 8, Z_RLE) == Z_OK;
+  open_ =
+      width > 0 && height > 0 &&
+      deflateInit2(&stream_, paeth_ ? 1 : 0, Z_DEFLATED, 15, 8, paeth_ ? Z_RLE : Z_DEFAULT_STRATEGY) == Z_OK;
   failed_ = !open_;
   if (failed_) return;
   static constexpr std::uint8_t signature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
@@ -88,7 +91,8 @@ bool RgbWriter::chunk(const char (&type)[5], std::span<const std::uint8_t> data)
   putBE32(head, static_cast<std::uint32_t>(data.size()));
   std::memcpy(head + 4, type, 4);
   uLong crc = crc32(0, head + 4, 4);
-  crc = crc32_z(crc, data.data(), data.size());
+  // zlib takes a null pointer as a request for the starting value.
+  if (!data.empty()) crc = crc32_z(crc, data.data(), data.size());
   std::uint8_t tail[4];
   putBE32(tail, static_cast<std::uint32_t>(crc));
   return sink_(head) && (data.empty() || sink_(data)) && sink_(tail);
@@ -115,8 +119,13 @@ bool RgbWriter::commitRow() {
   if (failed_ || rowsLeft_ == 0) return false;
   const std::size_t stride = current_.size() + 1;
   std::uint8_t* out = filtered_.data() + filteredRows_ * stride;
-  out[0] = 4;  // Paeth
-  paethFilter(current_, previous_, out + 1);
+  if (paeth_) {
+    out[0] = 4;
+    paethFilter(current_, previous_, out + 1);
+  } else {
+    out[0] = 0;
+    std::copy(current_.begin(), current_.end(), out + 1);
+  }
   ++filteredRows_;
   std::swap(previous_, current_);
   const bool last = --rowsLeft_ == 0;
