@@ -111,7 +111,8 @@ bool RgbWriter::deflateFiltered(int flush) {
     const std::size_t made = compressed_.size() - stream_.avail_out;
     if (made > 0 && !chunk("IDAT", {compressed_.data(), made})) return false;
     if (status == Z_STREAM_END) return true;
-    if (stream_.avail_in == 0 && stream_.avail_out > 0) return flush != Z_FINISH || status == Z_STREAM_END;
+    // Room left in the output means zlib took all it could: everything, unless it was to finish.
+    if (stream_.avail_out > 0) return flush != Z_FINISH && stream_.avail_in == 0;
   }
 }
 
