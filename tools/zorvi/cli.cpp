@@ -23,7 +23,8 @@ void Arguments::expect(std::size_t count, std::initializer_list<std::string_view
     for (auto option : known) listed = listed || option == name;
     if (!listed) throw UsageError("unknown option --" + name);
   }
-  if (operands.size() != count) throw UsageError("expected " + decimal(count) + " operands");
+  if (operands.size() != count)
+    throw UsageError("expected " + decimal(count) + (count == 1 ? " operand" : " operands"));
 }
 
 namespace {
@@ -50,13 +51,15 @@ Arguments parseArguments(std::span<char* const> words, std::string_view spacedVa
       optionsEnded = true;
     } else if (word.starts_with("--")) {
       const auto equals = word.find('=');
-      const auto name = word.substr(2, equals == std::string_view::npos ? std::string_view::npos : equals - 2);
+      const auto name =
+          word.substr(2, equals == std::string_view::npos ? std::string_view::npos : equals - 2);
       if (equals == std::string_view::npos && takesSpacedValue(name, spacedValueOptions)) {
         if (i + 1 == words.size()) throw UsageError("--" + std::string(name) + " needs a value");
         arguments.options[std::string(name)] = words[++i];
         continue;
       }
-      arguments.options[std::string(name)] = equals == std::string_view::npos ? "" : std::string(word.substr(equals + 1));
+      arguments.options[std::string(name)] =
+          equals == std::string_view::npos ? "" : std::string(word.substr(equals + 1));
     } else if (word == "-h") {
       arguments.options["help"] = "";
     } else if (word.starts_with("-j")) {
@@ -79,18 +82,18 @@ std::string numberText(double value) {
 
 }  // namespace
 
-double numberOption(const Arguments& arguments, std::string_view name, double fallback, double least, double most,
-                    bool whole) {
+double numberOption(const Arguments& arguments, std::string_view name, double fallback, double least,
+                    double most, bool whole) {
   const auto found = arguments.options.find(name);
   if (found == arguments.options.end()) return fallback;
   const std::string& text = found->second;
   double value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  const bool ok = error == std::errc() && end == text.data() + text.size() && value >= least && value <= most &&
-                  (!whole || value == std::floor(value));
+  const bool ok = error == std::errc() && end == text.data() + text.size() && value >= least &&
+                  value <= most && (!whole || value == std::floor(value));
   if (!ok) {
-    throw UsageError("--" + std::string(name) + " takes " + (whole ? "a whole number" : "a number") + " from " +
-                     numberText(least) + " to " + numberText(most) + ", not '" + text + "'");
+    throw UsageError("--" + std::string(name) + " takes " + (whole ? "a whole number" : "a number") +
+                     " from " + numberText(least) + " to " + numberText(most) + ", not '" + text + "'");
   }
   return value;
 }
@@ -208,7 +211,9 @@ bool printOut(std::string_view text) {
 
 std::vector<std::uint8_t> readWholeFile(const std::filesystem::path& path) {
   const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) throw std::filesystem::filesystem_error("cannot read", path, std::error_code(errno, std::generic_category()));
+  if (fd < 0)
+    throw std::filesystem::filesystem_error("cannot read", path,
+                                            std::error_code(errno, std::generic_category()));
   std::vector<std::uint8_t> bytes;
   std::uint8_t chunk[65536];
   for (;;) {
