@@ -5,6 +5,7 @@ compared with the renderer's own picture of the same view.
 
 xvfb-run viewer_test.py --viewer BIN --reference BIN --board BOARD --build-dir DIR --work DIR"""
 import argparse, os, shutil, subprocess, sys, tempfile, time
+from collections import Counter
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
 from desktop_checks import Failure, changed_pixels, check, expect_renderers_picture, install, load_png, run  # noqa: E402
@@ -77,36 +78,27 @@ def part_default_application(args, env, work):
         window = found.stdout.split()[0]
         run(["xdotool", "windowfocus", "--sync", window], env)
 
-        def shot(name):
-            time.sleep(1.5)  # sharp pictures arrive from the decoding threads
-            path = os.path.join(work, name)
+        def press(key):
+            """The window's picture after the key (none: as it is), once the sharp pictures have arrived."""
+            if key:
+                run(["xdotool", "key", "--window", window, key], env)
+            time.sleep(1.5)
+            path = os.path.join(work, f"after-{len(os.listdir(work))}.png")
             done = run(["import", "-window", window, path], env)
             check(done.returncode == 0, f"import failed: {done.stderr.strip()}")
             return load_png(path)
 
-        def press(key, name):
-            run(["xdotool", "key", "--window", window, key], env)
-            return shot(name)
-
-        start = shot("start.png")
-        fitted = press("0", "fit.png")
+        start, fitted = press(None), press("0")
         check(len(changed_pixels(start, fitted)) > 10000, "0 (fit) did not change the view")
-        actual = press("1", "actual.png")
-        check(len(changed_pixels(fitted, actual)) > 10000, "1 (actual size) did not change the view")
-        refitted = press("0", "fit-again.png")
+        check(len(changed_pixels(fitted, press("1"))) > 10000, "1 (actual size) did not change the view")
+        refitted = press("0")
         check(len(changed_pixels(fitted, refitted)) == 0, "0 after 1 did not give the fitted view back")
-        grid = press("p", "grid.png")
-        changed = changed_pixels(refitted, grid)
+        changed = changed_pixels(refitted, press("p"))
         check(len(changed) > 200, f"p (page grid) changed only {len(changed)} pixels")
         # The grid adds lines: the changed pixels fill whole rows or columns of the board area.
-        columns, rows = {}, {}
-        for x, y in changed:
-            columns[x] = columns.get(x, 0) + 1
-            rows[y] = rows.get(y, 0) + 1
-        longest = max(max(columns.values()), max(rows.values()))
+        longest = max(max(Counter(x for x, _ in changed).values()), max(Counter(y for _, y in changed).values()))
         check(longest > 200, f"p drew no sheet edge (longest changed line {longest} pixels)")
-        again = press("p", "grid-off.png")
-        check(len(changed_pixels(refitted, again)) == 0, "pressing p again did not take the grid away")
+        check(len(changed_pixels(refitted, press("p"))) == 0, "pressing p again did not take the grid away")
     finally:
         subprocess.run(["pkill", "-f", os.path.join(prefix, "bin", "zorvi-view")])
         opened.wait(timeout=30)
