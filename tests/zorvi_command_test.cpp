@@ -185,20 +185,14 @@ TEST_F(ZorviCommand, UnpackNeverWritesOutsideTheFolder) {
 TEST_F(ZorviCommand, UpdateCheckAnswersOnOneLine) {
   writeFile(at("feed.json"), std::string(R"({"version":"1.3","url":"https://zorvi.example/dl/1.3?a=1&b=2","minOS":"12"})"));
   writeFile(at("break.json"), std::string(R"({"version":"2","url":"a\nb"})"));
-  const std::pair<const char*, const char*> rows[] = {
-      {"1.2.9 feed.json", "update available: 1.3.0 (https://zorvi.example/dl/1.3?a=1&b=2)\n"},
-      {"1.3.0 feed.json", "up to date\n"},
-      {"v1.2 feed.json", "unknown\n"},
-      {"1.2 - < feed.json", "update available: 1.3.0 (https://zorvi.example/dl/1.3?a=1&b=2)\n"},
-      {"1 break.json", "update available: 2.0.0 (a%0Ab)\n"},  // an escaped line break must not split the answer
-  };
-  for (const auto& [arguments, answer] : rows) {
-    SCOPED_TRACE(arguments);
+  // Each answer whole in tests/golden/update_check_answers.txt; an escaped line break must not split one.
+  std::string transcript;
+  for (const char* arguments : {"1.2.9 feed.json", "1.3.0 feed.json", "v1.2 feed.json", "1.2 - < feed.json", "1 break.json"}) {
     const testing::CommandRun run = zorvi(std::string("update-check ") + arguments);
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, answer);
-    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(std::pair(run.status, run.err), std::pair(0, std::string())) << arguments;
+    transcript += "$ zorvi update-check " + std::string(arguments) + "\n" + run.out;
   }
+  testing::expectMatchesGolden("update_check_answers", transcript, "txt");
 }
 
 }  // namespace
