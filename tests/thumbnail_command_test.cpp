@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "support/command_test.hpp"
+#include "support/html_golden.hpp"
 #include "support/image_files.hpp"
 #include "support/zip_builder.hpp"
 #include "zorvi/board_archive.hpp"
@@ -92,42 +93,32 @@ TEST_F(ThumbnailCommand, FailuresPrintOneLineAndWriteNothing) {
                      testing::buildZip({{"manifest.json", testing::toBytes(ManifestCoder::encode(manifest)), 8}, huge}).bytes);
   testing::writeFile(at("out.png"), std::string("earlier"));
   const std::vector<std::string> names = work.names();
-  const struct {
-    const char* arguments;
-    int status;
-    const char* line;  // the whole stderr line, or what stands before and after its "…"
-    bool capped = false;  // stopped by the memory cap, which is off under AddressSanitizer
-  } rows[] = {
-      {"text.zorvi out.png", 1, "zorvi: text.zorvi: archiveCorrupt: …"},
-      {"empty.zorvi out.png", 3, "zorvi: empty.zorvi: nothing to draw\n"},
-      {"square.zorvi", 2, "zorvi thumbnail: …"},
-      {"square.zorvi out.png --size -1", 2, "zorvi thumbnail: …"},
-      {"square.zorvi out.png --fast", 2, "zorvi thumbnail: …"},
-      {"square.zorvi no/such/out.png", 1, "zorvi: no/such/out.png: …"},
-      {"huge.zorvi out.png", 4, "zorvi: huge.zorvi: memory limit reached\n", true},
-      {"square.zorvi out.png --size 32767", 4,
-       "zorvi: square.zorvi: memory limit reached: the picture would be 32767 × 24575 pixels\n", true},
-      {"square.zorvi out.png --size 20000 --scale 2", 4,
-       "zorvi: square.zorvi: size limit reached: the picture would be 40000 × 30000 pixels\n", true},
-      {"--out-dir pictures one.zorvi sub/one.zorvi", 2, "zorvi thumbnail: two boards would both write pictures/one.png…"},
-      {"--out-dir . board.png", 2, "zorvi thumbnail: ./board.png is also an input…"},
-      {"--out-dir sub one.zorvi", 2, "zorvi thumbnail: sub/one.png…"},
-      {"--out-dir pictures -j 0 one.zorvi", 2, "zorvi thumbnail: --jobs takes a whole number from 1 to 256…"},
-      {"--out-dir pictures --size 0 one.zorvi", 2, "zorvi thumbnail: --size takes a whole number from 1 to 32767…"},
-      {"--out-dir pictures", 2, "zorvi thumbnail: expected at least one board…"},
-      {"--out-dir pictures --format a4 one.zorvi", 2, "zorvi thumbnail: unknown option --format…"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.arguments);
-    // Uncapped, such a run may well succeed and write the picture the later rows check is not there.
-    if (row.capped && ZORVI_UNDER_ASAN) continue;
-    const testing::CommandRun run = zorvi(std::string("thumbnail ") + row.arguments);
-    EXPECT_EQ(run.status, row.status);
-    testing::expectOneLine(run.err, row.line);
+  const auto runLeavingEverything = [&](const std::string& arguments) {
+    SCOPED_TRACE(arguments);
+    const testing::CommandRun run = zorvi("thumbnail " + arguments);
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
     EXPECT_EQ(readText(at("out.png")), "earlier");
     EXPECT_EQ(readText(at("sub/one.png")), readText(at("one.zorvi")));
     EXPECT_EQ(work.names(), names);
-  }
+    return "exit " + std::to_string(run.status) + ": " + run.err;
+  };
+  // Each run's exit status and its one stderr line, whole in tests/golden/thumbnail_failures.txt.
+  std::string transcript;
+  for (const char* arguments :
+       {"text.zorvi out.png", "empty.zorvi out.png", "square.zorvi", "square.zorvi out.png --size -1",
+        "square.zorvi out.png --fast", "square.zorvi no/such/out.png", "--out-dir pictures one.zorvi sub/one.zorvi",
+        "--out-dir . board.png", "--out-dir sub one.zorvi", "--out-dir pictures -j 0 one.zorvi",
+        "--out-dir pictures --size 0 one.zorvi", "--out-dir pictures", "--out-dir pictures --format a4 one.zorvi"})
+    transcript += "$ zorvi thumbnail " + std::string(arguments) + "\n" + runLeavingEverything(arguments);
+  testing::expectMatchesGolden("thumbnail_failures", transcript, "txt");
+  // Stopped by the memory cap, which is off under AddressSanitizer: uncapped, such a run may well succeed
+  // and write the picture the checks above find absent.
+  if (ZORVI_UNDER_ASAN) return;
+  EXPECT_EQ(runLeavingEverything("huge.zorvi out.png"), "exit 4: zorvi: huge.zorvi: memory limit reached\n");
+  EXPECT_EQ(runLeavingEverything("square.zorvi out.png --size 32767"),
+            "exit 4: zorvi: square.zorvi: memory limit reached: the picture would be 32767 × 24575 pixels\n");
+  EXPECT_EQ(runLeavingEverything("square.zorvi out.png --size 20000 --scale 2"),
+            "exit 4: zorvi: square.zorvi: size limit reached: the picture would be 40000 × 30000 pixels\n");
 }
 
 TEST_F(ThumbnailCommand, ManyBoardsDrawWhatSingleRunsDrawAndSumUpTheFailures) {

@@ -49,62 +49,33 @@ TEST_F(ZorviCommand, FailuresPrintOneLineAndLeaveEveryFileAsItWas) {
   writeFile(at("number.json"), std::string(R"({"version":1.3,"url":"u"})"));
   writeFile(at("surrogate.json"), std::string(R"({"version":"1","url":"\ude00"})"));
   const std::string board = readText(at("a.zorvi"));
-  const struct {
-    const char* arguments;
-    int status;
-    const char* line;  // the whole stderr line, or its start when it ends in "…"
-  } rows[] = {
-      {"frob", 2, "zorvi: unknown command 'frob'; usage: zorvi COMMAND…"},
-      {"manifest a b", 2, "zorvi manifest: …usage: zorvi manifest BOARD\n"},
-      {"pack dir", 2, "zorvi pack: …usage: zorvi pack DIR OUT\n"},
-      {"unpack --force a b", 2, "zorvi unpack: …usage: zorvi unpack BOARD DIR\n"},
-      {"info a.zorvi --force", 2, "zorvi info: unknown option --force…"},
-      {"thumbnail a.zorvi b.zorvi", 2,
-       "zorvi thumbnail: b.zorvi is a board file (a ZIP archive) and is not replaced without --force\n"},
-      {"thumbnail a.zorvi a.zorvi --force", 2, "zorvi thumbnail: a.zorvi is also an input; name another output file\n"},
-      {"thumbnail a.zorvi ./folder/../a.zorvi", 2, "zorvi thumbnail: ./folder/../a.zorvi is also an input…"},
-      {"export html a.zorvi b.zorvi", 2, "zorvi export: b.zorvi is a board file…"},
-      {"export pages a.zorvi b.zorvi --logo b.zorvi --force", 2, "zorvi export: b.zorvi is also an input…"},
-      {"thumbnail a.zorvi out.png --size 0", 2, "zorvi thumbnail: --size takes a whole number from 1 to 32767, not '0'…"},
-      {"thumbnail a.zorvi out.png --size=32768", 2, "zorvi thumbnail: --size takes a whole number from 1 to 32767…"},
-      {"thumbnail a.zorvi out.png --size 2.5", 2, "zorvi thumbnail: --size takes a whole number from 1 to 32767…"},
-      {"thumbnail a.zorvi out.png --scale 0", 2, "zorvi thumbnail: --scale takes a number from 0.1 to 16…"},
-      {"thumbnail a.zorvi kept.png", 1, "zorvi: kept.png: filesystem: Permission denied\n"},
-      {"export html a.zorvi kept.html", 1, "zorvi: kept.html: filesystem: Permission denied\n"},
-      {"pack folder kept.zorvi", 1, "zorvi: kept.zorvi: filesystem: Permission denied\n"},
-      {"thumbnail absent.zorvi out.png", 1, "zorvi: absent.zorvi: archiveCorrupt: no such file\n"},
-      {"manifest absent/a.zorvi", 1, "zorvi: absent/a.zorvi: archiveCorrupt: no such file\n"},
-      {"unpack absent.zorvi out", 1, "zorvi: absent.zorvi: archiveCorrupt: no such file\n"},
-      {"info folder", 1, "zorvi: folder: archiveCorrupt: a folder, not a board file\n"},
-      {"info zero.zorvi", 1, "zorvi: zero.zorvi: archiveCorrupt: Not a zip archive\n"},
-      {"info /dev/null", 1, "zorvi: /dev/null: archiveCorrupt: not a regular file\n"},
-      {"info schema9.zorvi", 1, "zorvi: schema9.zorvi: unsupportedSchemaVersion: found 9, supported 8\n"},
-      {"manifest garbage.zorvi", 1, "zorvi: garbage.zorvi: archiveCorrupt: Not a zip archive\n"},
-      {"pack malformed out", 1, "zorvi: malformed: manifestMalformed: …"},
-      {"pack newer out", 1, "zorvi: newer: unsupportedSchemaVersion: found 9, supported 8\n"},
-      {"pack empty out", 1, "zorvi: empty: manifestMissing: …"},
-      {"pack absent out", 1, "zorvi: absent: filesystem: …"},
-      {"pack folder no/such/folder/out", 1, "zorvi: no/such/folder/out: archiveCorrupt: …"},
-      {"update-check 1.0 text.json", 1, "zorvi: text.json: json: invalid JSON at byte 0: Invalid value.\n"},
-      {"update-check 1.0 number.json", 1, "zorvi: number.json: json: key \"version\" is not a string\n"},
-      {"update-check 1.0 absent.json", 1, "zorvi: absent.json: filesystem: No such file or directory\n"},
-      {"update-check 1.0 surrogate.json", 1,
-       "zorvi: surrogate.json: json: invalid JSON at byte 29: escaped lone surrogate in a string\n"},
-      {"update-check 1.0", 2, "zorvi update-check: …usage: zorvi update-check VERSION FEED.json\n"},
-      {"update-check 1.0 text.json extra", 2, "zorvi update-check: …usage: zorvi update-check VERSION FEED.json\n"},
-      {"update-check --fast 1.0 text.json", 2, "zorvi update-check: …usage: zorvi update-check VERSION FEED.json\n"},
+  const char* const runs[] = {
+      "frob", "manifest a b", "pack dir", "unpack --force a b", "info a.zorvi --force", "thumbnail a.zorvi b.zorvi",
+      "thumbnail a.zorvi a.zorvi --force", "thumbnail a.zorvi ./folder/../a.zorvi", "export html a.zorvi b.zorvi",
+      "export pages a.zorvi b.zorvi --logo b.zorvi --force", "thumbnail a.zorvi out.png --size 0",
+      "thumbnail a.zorvi out.png --size=32768", "thumbnail a.zorvi out.png --size 2.5",
+      "thumbnail a.zorvi out.png --scale 0", "thumbnail a.zorvi kept.png", "export html a.zorvi kept.html",
+      "pack folder kept.zorvi", "thumbnail absent.zorvi out.png", "manifest absent/a.zorvi", "unpack absent.zorvi out",
+      "info folder", "info zero.zorvi", "info /dev/null", "info schema9.zorvi", "manifest garbage.zorvi",
+      "pack malformed out", "pack newer out", "pack empty out", "pack absent out", "pack folder no/such/folder/out",
+      "update-check 1.0 text.json", "update-check 1.0 number.json", "update-check 1.0 absent.json",
+      "update-check 1.0 surrogate.json", "update-check 1.0", "update-check 1.0 text.json extra",
+      "update-check --fast 1.0 text.json",
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.arguments);
-    const testing::CommandRun run = zorvi(row.arguments);
-    EXPECT_EQ(run.status, row.status);
-    testing::expectOneLine(run.err, row.line);
+  // Each run's exit status and its one stderr line, whole in tests/golden/command_failures.txt.
+  std::string transcript;
+  for (const char* arguments : runs) {
+    SCOPED_TRACE(arguments);
+    const testing::CommandRun run = zorvi(arguments);
+    transcript += "$ zorvi " + std::string(arguments) + "\nexit " + std::to_string(run.status) + ": " + run.err;
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(readText(at("a.zorvi")), board);
     EXPECT_EQ(readText(at("b.zorvi")), board);
     for (const char* name : {"kept.png", "kept.html", "kept.zorvi"}) EXPECT_EQ(readText(at(name)), "keep me") << name;
     for (const char* name : {"out", "out.png", "out.html"}) EXPECT_FALSE(fs::exists(at(name))) << name;
   }
+  testing::expectMatchesGolden("command_failures", transcript, "txt");
   const testing::CommandRun bare = zorvi("");
   EXPECT_EQ(bare.status, 2);
   EXPECT_TRUE(bare.err.starts_with("usage: zorvi COMMAND")) << bare.err;
@@ -214,20 +185,14 @@ TEST_F(ZorviCommand, UnpackNeverWritesOutsideTheFolder) {
 TEST_F(ZorviCommand, UpdateCheckAnswersOnOneLine) {
   writeFile(at("feed.json"), std::string(R"({"version":"1.3","url":"https://zorvi.example/dl/1.3?a=1&b=2","minOS":"12"})"));
   writeFile(at("break.json"), std::string(R"({"version":"2","url":"a\nb"})"));
-  const std::pair<const char*, const char*> rows[] = {
-      {"1.2.9 feed.json", "update available: 1.3.0 (https://zorvi.example/dl/1.3?a=1&b=2)\n"},
-      {"1.3.0 feed.json", "up to date\n"},
-      {"v1.2 feed.json", "unknown\n"},
-      {"1.2 - < feed.json", "update available: 1.3.0 (https://zorvi.example/dl/1.3?a=1&b=2)\n"},
-      {"1 break.json", "update available: 2.0.0 (a%0Ab)\n"},  // an escaped line break must not split the answer
-  };
-  for (const auto& [arguments, answer] : rows) {
-    SCOPED_TRACE(arguments);
+  // Each answer whole in tests/golden/update_check_answers.txt; an escaped line break must not split one.
+  std::string transcript;
+  for (const char* arguments : {"1.2.9 feed.json", "1.3.0 feed.json", "v1.2 feed.json", "1.2 - < feed.json", "1 break.json"}) {
     const testing::CommandRun run = zorvi(std::string("update-check ") + arguments);
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, answer);
-    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(std::pair(run.status, run.err), std::pair(0, std::string())) << arguments;
+    transcript += "$ zorvi update-check " + std::string(arguments) + "\n" + run.out;
   }
+  testing::expectMatchesGolden("update_check_answers", transcript, "txt");
 }
 
 }  // namespace

@@ -21,7 +21,6 @@ def check(condition, message):
     if not condition:
         failures.append(message)
         print("FAIL: " + message)
-    return condition
 
 
 def solid_png(width, height, rgb):
@@ -57,6 +56,7 @@ def build_board(path):
         for name, rgb in (("red.png", (220, 40, 40)), ("blue.png", (30, 80, 200))):
             archive.writestr("images/" + name, solid_png(40, 30, rgb))
             archive.writestr("thumbnails/" + name, solid_png(8, 6, rgb))
+    return path
 
 
 def content_frame(item, caption_heights):
@@ -111,8 +111,7 @@ def check_single_page(zorvi, board, manifest, pictures, workdir):
     check(rule and abs(float(rule.group(1)) - width) < 0.01 and abs(float(rule.group(2)) - height) < 0.01,
           "board rule %s differs from the layout %g x %g" % (rule and rule.group(0), width, height))
 
-    window = (math.ceil(width) + 200, max(1, math.ceil(height)))
-    shot = os.path.join(workdir, "board.png")
+    window, shot = (math.ceil(width) + 200, max(1, math.ceil(height))), os.path.join(workdir, "board.png")
     chromium("--screenshot=" + shot, "--window-size=%d,%d" % window, "file://" + os.path.abspath(out))
     png = open(shot, "rb").read()
     check(png[:8] == b"\x89PNG\r\n\x1a\n" and struct.unpack(">II", png[16:24]) == window,
@@ -122,25 +121,24 @@ def check_single_page(zorvi, board, manifest, pictures, workdir):
     ordered = sorted(items, key=lambda i: i.get("zIndex", 0))
     checked = 0
     for n, item in enumerate(ordered):
-        f = item["frame"]
+        f, kind = item["frame"], item.get("type", "image")
         cx, cy = f["x"] + f["width"] / 2, f["y"] + f["height"] / 2
         if any(o["frame"]["x"] <= cx <= o["frame"]["x"] + o["frame"]["width"]
                and o["frame"]["y"] <= cy <= o["frame"]["y"] + o["frame"]["height"] for o in ordered[n + 1:]):
             continue
-        if item.get("type", "image") == "shape" and re.fullmatch(r"#[0-9A-Fa-f]{6}", item["shape"].get("fillColor") or ""):
+        if kind == "shape" and re.fullmatch(r"#[0-9A-Fa-f]{6}", item["shape"].get("fillColor") or ""):
             expected = tuple(int(item["shape"]["fillColor"][i:i + 2], 16) for i in (1, 3, 5))
-        elif item.get("type", "image") == "image" and item.get("image") in pictures:
+        elif kind == "image" and item.get("image") in pictures:
             w, h = max(5, round(f["width"])), max(5, round(f["height"]))
             expected = mean_colour(pictures[item["image"]], ["-resize", "%dx%d!" % (w, h)], w // 2, h // 2)
         else:
             continue
         px, py = int(100 + cx - min_x), int(cy - min_y)
-        if not (2 <= px < window[0] - 2 and 2 <= py < window[1] - 2):
-            continue
-        got = mean_colour(png, [], px, py)
-        check(all(abs(a - b) <= 12 for a, b in zip(got, expected)),
-              "item %s shows %s at its centre, expected %s" % (item["id"], got, expected))
-        checked += 1
+        if 2 <= px < window[0] - 2 and 2 <= py < window[1] - 2:
+            got = mean_colour(png, [], px, py)
+            check(all(abs(a - b) <= 12 for a, b in zip(got, expected)),
+                  "item %s shows %s at its centre, expected %s" % (item["id"], got, expected))
+            checked += 1
     check(checked >= min(2, len(items)), "only %d item centres could be checked" % checked)
 
 
@@ -149,9 +147,7 @@ def check_paged(zorvi, board, manifest, workdir):
     run(zorvi, "export", "pages", board, out, "--cover", "--branding", "--margin", "--sender", "Studio North")
     document = open(out, encoding="utf-8").read()
     setup = manifest["board"].get("pageSetup") or {}
-    pw, ph = PORTRAIT.get(setup.get("format"), PORTRAIT["a4"])
-    if setup.get("orientation") == "landscape":
-        pw, ph = ph, pw
+    pw, ph = PORTRAIT.get(setup.get("format"), PORTRAIT["a4"])[::-1 if setup.get("orientation") == "landscape" else 1]
     tiles = set()
     for x, y, w, h in (content_frame(i, caption_heights_in(document, manifest["items"])) for i in manifest["items"]):
         if w > 0 and h > 0:
@@ -183,9 +179,7 @@ def main():
         sys.exit(__doc__)
     zorvi, workdir = sys.argv[1], sys.argv[2]
     os.makedirs(workdir, exist_ok=True)
-    board = sys.argv[3] if len(sys.argv) == 4 else os.path.join(workdir, "check.zorvi")
-    if len(sys.argv) == 3:
-        build_board(board)
+    board = sys.argv[3] if len(sys.argv) == 4 else build_board(os.path.join(workdir, "check.zorvi"))
     with zipfile.ZipFile(board) as archive:
         manifest = json.loads(archive.read("manifest.json"))
         pictures = {name: archive.read(name) for name in archive.namelist() if name.startswith("images/")}

@@ -12,36 +12,23 @@ Exit 0 when everything held, 1 on the first failure, 77 (ctest's SKIP) when a pa
 
 import configparser, hashlib, json, os, resource, shutil, subprocess, sys, tempfile, time, zipfile
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from desktop_checks import Failure, check, expect_renderers_picture, install, load_png, picture, run  # noqa: E402
+
 BOARD_TYPE = "application/x-zorvi-board"
 SIZE_CLASSES = {"NORMAL": 128, "LARGE": 256, "XLARGE": 512, "XXLARGE": 1024}
-SKIP = 77
+HELPERS = {}
 
 
 class Skip(Exception):
     pass
 
 
-class Failure(Exception):
-    pass
-
-
-def check(condition, message):
-    if not condition:
-        raise Failure(message)
-
-
-def run(argv, env, timeout=60, cwd=None):
-    try:
-        return subprocess.run(argv, env=env, cwd=cwd, timeout=timeout, capture_output=True, text=True)
-    except FileNotFoundError:
-        raise Failure(f"{argv[0]} is not installed (PATH={env.get('PATH')})")
-
-
 class Prefix:
-    """The project installed under /usr/local (the only place GNOME's sandbox shows besides /usr),
-    removed again on exit."""
+    """The project installed under /usr/local (the only place GNOME's sandbox shows besides /usr), with a
+    copy of the example board in its work folder; removed again on exit."""
 
-    def __init__(self, build_dir, need_sandbox_visible):
+    def __init__(self, build_dir, source_dir, sanitized, need_sandbox_visible=False, board="Harbour Light.zorvi"):
         parent = "/usr/local"
         if not os.access(parent, os.W_OK):
             if need_sandbox_visible:
@@ -50,28 +37,24 @@ class Prefix:
         self.path = tempfile.mkdtemp(prefix="zorvi-test-", dir=parent)
         self.work = tempfile.mkdtemp(prefix="zorvi-desktop-")
         try:
-            self._install(build_dir)
+            self.share = install(build_dir, self.path)
+            env = dict(os.environ)
+            env["XDG_DATA_DIRS"] = f"{self.share}:{env.get('XDG_DATA_DIRS') or '/usr/local/share:/usr/share'}"
+            env["PATH"] = f"{os.path.join(self.path, 'bin')}:{env.get('PATH', '/usr/bin:/bin')}"
+            # Nothing of the user's own configuration or caches may decide the outcome.
+            for name in ("HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"):
+                env[name] = os.path.join(self.work, name.lower())
+                os.makedirs(env[name], exist_ok=True)
+            env["XDG_CURRENT_DESKTOP"] = "GNOME"
+            env.pop("FONTCONFIG_FILE", None)
+            if sanitized:  # fontconfig keeps its configuration until exit on purpose; only that is no leak of ours
+                env["LSAN_OPTIONS"] = "print_suppressions=0:suppressions=" + os.path.join(source_dir, "tests", "lsan.supp")
+            self.env = env
+            self.board = os.path.join(self.work, board)
+            shutil.copyfile(os.path.join(source_dir, "examples", "example.zorvi"), self.board)
         except BaseException:
             self.__exit__()
             raise
-
-    def _install(self, build_dir):
-        installed = run(["cmake", "--install", build_dir, "--prefix", self.path], os.environ, timeout=300)
-        check(installed.returncode == 0, f"cmake --install failed: {installed.stderr.strip()}")
-        self.share = os.path.join(self.path, "share")
-        mime = run(["update-mime-database", os.path.join(self.share, "mime")], os.environ)
-        check(mime.returncode == 0, f"update-mime-database failed: {mime.stderr.strip()}")
-
-        env = dict(os.environ)
-        env["XDG_DATA_DIRS"] = f"{self.share}:{env.get('XDG_DATA_DIRS') or '/usr/local/share:/usr/share'}"
-        env["PATH"] = f"{os.path.join(self.path, 'bin')}:{env.get('PATH', '/usr/bin:/bin')}"
-        # Nothing of the user's own configuration or caches may decide the outcome.
-        for name in ("HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"):
-            env[name] = os.path.join(self.work, name.lower())
-            os.makedirs(env[name], exist_ok=True)
-        env["XDG_CURRENT_DESKTOP"] = "GNOME"
-        env.pop("FONTCONFIG_FILE", None)
-        self.env = env
 
     def __enter__(self):
         return self
@@ -89,125 +72,33 @@ class Prefix:
         entry.read(path, encoding="utf-8")
         return dict(entry["Thumbnailer Entry"]) if entry.has_section("Thumbnailer Entry") else {}
 
-    def quiet_leaks(self, source_dir, sanitized):
-        # fontconfig keeps its configuration until exit on purpose; only that is not a leak of ours.
-        if sanitized:
-            self.env["LSAN_OPTIONS"] = "print_suppressions=0:suppressions=" + os.path.join(
-                source_dir, "tests", "lsan.supp")
+    def reference(self, size, without_text=False):
+        """The renderer's own picture of the board, made once per size."""
+        out = os.path.join(self.work, f"reference-{size}{'-textless' if without_text else ''}.png")
+        if not os.path.exists(out):
+            env = dict(os.environ)
+            if env.get("LSAN_OPTIONS"):  # a sanitizer build: the suppressions it used are no complaint
+                env["LSAN_OPTIONS"] += ":print_suppressions=0"
+            argv = [HELPERS["reference"], self.board, str(size), out] + (["--without-text"] if without_text else [])
+            done = run(argv, env, timeout=120)
+            check(done.returncode == 0 and done.stderr == "",
+                  f"reference_picture failed ({done.returncode}): {done.stderr.strip()}")
+        return load_png(out)
 
-
-# ---- the example board and what a picture of it must show ----
-
-def example_board(source_dir):
-    return os.path.join(source_dir, "examples", "example.zorvi")
-
-
-def copy_of_example(source_dir, folder, name="Harbour Light.zorvi"):
-    board = os.path.join(folder, name)
-    shutil.copyfile(example_board(source_dir), board)
-    return board
-
-
-def load_png(path):
-    """Width, height and a pixel reader; loading through gdk-pixbuf also proves the PNG is whole."""
-    import gi
-    gi.require_version("GdkPixbuf", "2.0")
-    from gi.repository import GdkPixbuf
-    return pixbuf_reader(GdkPixbuf.Pixbuf.new_from_file(path))
-
-
-def pixbuf_reader(pixbuf):
-    data, stride, channels = pixbuf.get_pixels(), pixbuf.get_rowstride(), pixbuf.get_n_channels()
-    def pixel(x, y):
-        return tuple(data[y * stride + x * channels:y * stride + (x + 1) * channels])
-    return pixbuf.get_width(), pixbuf.get_height(), pixel
-
-
-# ---- comparing with the renderer's own picture ----
-
-HELPERS = {}
-
-
-def reference(board, size, work, without_text=False):
-    name = f"reference-{size}{'-textless' if without_text else ''}.png"
-    out = os.path.join(work, name)
-    if not os.path.exists(out):
-        argv = [HELPERS["reference"], board, str(size), out] + (["--without-text"] if without_text else [])
-        env = dict(os.environ)
-        if env.get("LSAN_OPTIONS"):  # a sanitizer build: the suppressions it used are no complaint
-            env["LSAN_OPTIONS"] += ":print_suppressions=0"
-        done = subprocess.run(argv, capture_output=True, text=True, timeout=120, env=env)
-        check(done.returncode == 0 and done.stderr == "",
-              f"reference_picture failed ({done.returncode}): {done.stderr.strip()}")
-    return load_png(out)
-
-
-def check_matches_reference(label, picture, board, size, work):
-    """The thumbnail shows what the renderer draws, text included, within a small tolerance."""
-    want = reference(board, size, work)
-    check(picture[:2] == want[:2], f"{label}: picture is {picture[0]}x{picture[1]}, the renderer's is "
-                                   f"{want[0]}x{want[1]}")
-    text = differing_pixels(want, reference(board, size, work, without_text=True))
-    allowed = max(8, text // 10)
-    check(text > 4 * allowed, f"{label}: the board's text covers only {text} pixels, too few to tell")
-    different = differing_pixels(picture, want)
-    check(different <= allowed, f"{label}: {different} pixels differ from the renderer's picture (allowed "
-                                f"{allowed}; a picture without text differs in {text})")
-
-
-# ---- the parts ----
-
-def part_mime(build_dir, source_dir, _sanitized):
-    with Prefix(build_dir, need_sandbox_visible=False) as prefix:
-        board = example_board(source_dir)
-        renamed = os.path.join(prefix.work, "board-without-extension")
-        shutil.copyfile(board, renamed)
-        plain_zip = os.path.join(prefix.work, "plain.zip")
-        with zipfile.ZipFile(plain_zip, "w") as archive:
-            archive.writestr("notes.txt", "not a board")
-        # A ZIP whose first entry is not manifest.json: content alone must not claim it.
-        manifest_later = os.path.join(prefix.work, "manifest-later")
-        with zipfile.ZipFile(manifest_later, "w") as archive:
-            archive.writestr("images/a.png", b"")
-            archive.writestr("manifest.json", "{}")
-
-        cases = [
-            ("board by name", board, BOARD_TYPE),
-            ("board by content", renamed, BOARD_TYPE),
-            ("plain ZIP", plain_zip, "application/zip"),
-            ("ZIP with a later manifest", manifest_later, "application/zip"),
-        ]
-        for label, path, want in cases:
-            info = run(["gio", "info", "--attributes=standard::content-type", path], prefix.env)
-            check(info.returncode == 0, f"{label}: gio info failed: {info.stderr.strip()}")
-            got = info.stdout.split("standard::content-type:")[-1].strip()
-            check(got == want, f"{label}: gio reports {got!r}, want {want!r}")
-            query = run(["xdg-mime", "query", "filetype", path], prefix.env)
-            check(query.stdout.strip() == want, f"{label}: xdg-mime reports {query.stdout.strip()!r}, want {want!r}")
-
-        entry = prefix.thumbnailer()
-        check(BOARD_TYPE in entry.get("MimeType", "").split(";"), f"thumbnailer does not serve {BOARD_TYPE}: {entry}")
-        for key in ("%i", "%o", "%s"):
-            check(key in entry.get("Exec", ""), f"thumbnailer Exec lacks {key}: {entry.get('Exec')!r}")
-        fonts = os.path.join(prefix.share, "zorvi", "fonts.conf")
-        check(os.path.isfile(fonts), f"{fonts} was not installed")
-        sans = run(["fc-match", "-f", "%{family}", "sans-serif"], dict(prefix.env, FONTCONFIG_FILE=fonts))
-        check(sans.stdout.split(",")[0] == "DejaVu Sans",
-              f"the thumbnailer's fonts.conf gives {sans.stdout!r} for sans-serif, want DejaVu Sans")
+    def expect_thumbnail(self, label, shown, size):
+        """The thumbnail shows what the renderer draws, text included, within a small tolerance."""
+        expect_renderers_picture(label, shown, self.reference(size), self.reference(size, without_text=True), 8)
 
 
 def exec_line(entry, board, output, size):
     """The argv a file manager builds from Exec: %i input path, %o output path, %s size, %% a percent."""
-    argv = []
-    for word in entry["Exec"].split():
-        word = word.replace("%%", "\0").replace("%i", board).replace("%o", output).replace("%s", str(size))
-        argv.append(word.replace("\0", "%"))
-    return argv
+    return [word.replace("%%", "\0").replace("%i", board).replace("%o", output).replace("%s", str(size))
+            .replace("\0", "%") for word in entry["Exec"].split()]
 
 
-def deflate_bomb(path):
+def deflate_bomb(folder):
     """A board whose only image entry inflates to 3 GiB of zeros from about 3 MB."""
-    stamp = "2025-03-14T09:26:53Z"
+    path, stamp = os.path.join(folder, "hostile.zorvi"), "2025-03-14T09:26:53Z"
     board = {"id": "6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8", "name": "hostile", "createdAt": stamp, "modifiedAt": stamp,
              "canvas": {"backgroundColor": "#FFFFFF", "lastViewport": {"offsetX": 0, "offsetY": 0, "zoom": 1}}}
     item = {"id": "6F1C2A3B-4D5E-4F60-8172-000000000001", "image": "images/bomb.png", "thumbnail": "thumbnails/bomb.png",
@@ -217,64 +108,190 @@ def deflate_bomb(path):
         with archive.open("images/bomb.png", "w", force_zip64=True) as entry:
             for _ in range(192):
                 entry.write(bytes(1 << 24))
+    return path
 
 
-def part_exec(build_dir, source_dir, sanitized):
-    with Prefix(build_dir, need_sandbox_visible=False) as prefix:
-        prefix.quiet_leaks(source_dir, sanitized)
-        entry = prefix.thumbnailer()
-        check(shutil.which(entry.get("TryExec", ""), path=prefix.env["PATH"]) is not None,
-              f"TryExec {entry.get('TryExec')!r} is not found on the installed PATH")
-        # File managers pass names as they are: blanks and non-ASCII letters included.
-        board = copy_of_example(source_dir, prefix.work, "Hafen Übersicht.zorvi")
-        # A working folder beside a lib/ tree that is not the installed one: nothing may be taken from it.
-        decoy = os.path.join(prefix.work, "decoy")
-        for module in ("bin/zorvi/zorvi-text.so", "lib/zorvi/zorvi-text.so"):
-            os.makedirs(os.path.dirname(os.path.join(decoy, module)), exist_ok=True)
-            with open(os.path.join(decoy, module), "w") as f:
-                f.write("not a module")
-        for size in SIZE_CLASSES.values():
-            out_dir = tempfile.mkdtemp(dir=prefix.work)
-            output = os.path.join(out_dir, "thumbnail.png")
-            done = run(exec_line(entry, board, output, size), prefix.env, cwd=os.path.join(decoy, "bin"))
-            label = f"Exec at size {size}"
-            check(done.returncode == 0, f"{label}: exit {done.returncode}: {done.stderr.strip()}")
-            check(done.stderr == "", f"{label}: stderr is not empty: {done.stderr.strip()}")
-            check(os.listdir(out_dir) == ["thumbnail.png"], f"{label}: wrote {sorted(os.listdir(out_dir))}, want only %o")
-            check_matches_reference(label, load_png(output), board, size, prefix.work)
+def part_mime(prefix):
+    renamed = os.path.join(prefix.work, "board-without-extension")
+    shutil.copyfile(prefix.board, renamed)
+    plain_zip, manifest_later = os.path.join(prefix.work, "plain.zip"), os.path.join(prefix.work, "manifest-later")
+    with zipfile.ZipFile(plain_zip, "w") as archive:
+        archive.writestr("notes.txt", "not a board")
+    # A ZIP whose first entry is not manifest.json: content alone must not claim it.
+    with zipfile.ZipFile(manifest_later, "w") as archive:
+        archive.writestr("images/a.png", b"")
+        archive.writestr("manifest.json", "{}")
+    for label, path, want in [("board by name", prefix.board, BOARD_TYPE), ("board by content", renamed, BOARD_TYPE),
+                              ("plain ZIP", plain_zip, "application/zip"),
+                              ("ZIP with a later manifest", manifest_later, "application/zip")]:
+        info = run(["gio", "info", "--attributes=standard::content-type", path], prefix.env)
+        check(info.returncode == 0, f"{label}: gio info failed: {info.stderr.strip()}")
+        got = info.stdout.split("standard::content-type:")[-1].strip()
+        check(got == want, f"{label}: gio reports {got!r}, want {want!r}")
+        query = run(["xdg-mime", "query", "filetype", path], prefix.env).stdout.strip()
+        check(query == want, f"{label}: xdg-mime reports {query!r}, want {want!r}")
+
+    entry = prefix.thumbnailer()
+    check(BOARD_TYPE in entry.get("MimeType", "").split(";"), f"thumbnailer does not serve {BOARD_TYPE}: {entry}")
+    for key in ("%i", "%o", "%s"):
+        check(key in entry.get("Exec", ""), f"thumbnailer Exec lacks {key}: {entry.get('Exec')!r}")
+    fonts = os.path.join(prefix.share, "zorvi", "fonts.conf")
+    check(os.path.isfile(fonts), f"{fonts} was not installed")
+    sans = run(["fc-match", "-f", "%{family}", "sans-serif"], dict(prefix.env, FONTCONFIG_FILE=fonts)).stdout
+    check(sans.split(",")[0] == "DejaVu Sans", f"the thumbnailer's fonts.conf gives {sans!r} for sans-serif, want DejaVu Sans")
 
 
-def part_hostile(build_dir, source_dir, sanitized):
-    if sanitized:
-        raise Skip("sanitizer build: its allocator reports a refused allocation at length; "
-                   "the time and memory caps are checked in the plain build")
-    with Prefix(build_dir, need_sandbox_visible=False) as prefix:
-        # The factory waits on the thumbnailer forever, so a hostile board must end by itself.
-        entry = prefix.thumbnailer()
-        hostile = os.path.join(prefix.work, "hostile.zorvi")
-        deflate_bomb(hostile)
-        out_dir = tempfile.mkdtemp(dir=prefix.work)
-        started, before = time.monotonic(), resource.getrusage(resource.RUSAGE_CHILDREN)
+def part_exec(prefix):
+    entry = prefix.thumbnailer()
+    check(shutil.which(entry.get("TryExec", ""), path=prefix.env["PATH"]) is not None,
+          f"TryExec {entry.get('TryExec')!r} is not found on the installed PATH")
+    # A working folder beside a lib/ tree that is not the installed one: nothing may be taken from it.
+    decoy = os.path.join(prefix.work, "decoy")
+    for module in ("bin/zorvi/zorvi-text.so", "lib/zorvi/zorvi-text.so"):
+        os.makedirs(os.path.dirname(os.path.join(decoy, module)), exist_ok=True)
+        with open(os.path.join(decoy, module), "w") as f:
+            f.write("not a module")
+    for size in SIZE_CLASSES.values():
+        label, out_dir = f"Exec at size {size}", tempfile.mkdtemp(dir=prefix.work)
+        output = os.path.join(out_dir, "thumbnail.png")
+        done = run(exec_line(entry, prefix.board, output, size), prefix.env, cwd=os.path.join(decoy, "bin"))
+        check(done.returncode == 0, f"{label}: exit {done.returncode}: {done.stderr.strip()}")
+        check(done.stderr == "", f"{label}: stderr is not empty: {done.stderr.strip()}")
+        check(os.listdir(out_dir) == ["thumbnail.png"], f"{label}: wrote {sorted(os.listdir(out_dir))}, want only %o")
+        prefix.expect_thumbnail(label, load_png(output), size)
+
+
+def part_hostile(prefix):
+    # The factory waits on the thumbnailer forever, so a hostile board must end by itself.
+    out_dir = tempfile.mkdtemp(dir=prefix.work)
+    argv = exec_line(prefix.thumbnailer(), deflate_bomb(prefix.work), os.path.join(out_dir, "thumbnail.png"), 256)
+    started, before = time.monotonic(), resource.getrusage(resource.RUSAGE_CHILDREN)
+    try:
+        done = run(argv, prefix.env, timeout=60, cwd=out_dir)
+    except subprocess.TimeoutExpired:
+        raise Failure("deflate bomb: the thumbnailer was still running after 60 s")
+    took, after = time.monotonic() - started, resource.getrusage(resource.RUSAGE_CHILDREN)
+    cpu = (after.ru_utime - before.ru_utime) + (after.ru_stime - before.ru_stime)
+    check(done.returncode != 0, "deflate bomb: exit 0, want a failure")
+    check(os.listdir(out_dir) == [], f"deflate bomb: left {sorted(os.listdir(out_dir))}, want nothing")
+    check(len(done.stderr.strip().splitlines()) == 1, f"deflate bomb: stderr is not one line: {done.stderr!r}")
+    # CPU time is what the board costs; wall time on a shared machine also holds others' work, so it only
+    # has to stay clear of a stall.
+    check(cpu < 6, f"deflate bomb: used {cpu:.1f} s of CPU, want a few seconds")
+    check(took < 30, f"deflate bomb: took {took:.1f} s, want it to end by itself")
+
+
+def part_factory(prefix):
+    # The factory reads the environment of its own process at first use. Its scratch folder (the sandbox's
+    # /tmp) goes under TMPDIR and is left behind, with a warning, when the thumbnailer writes anything
+    # besides its output.
+    scratch = os.path.join(prefix.work, "tmp")
+    os.makedirs(scratch)
+    os.environ.clear()
+    os.environ.update(prefix.env, TMPDIR=scratch)
+    import gi
+    gi.require_version("GnomeDesktop", "3.0")
+    gi.require_version("GdkPixbuf", "2.0")
+    from gi.repository import Gio, GnomeDesktop
+    uri, mtime = Gio.File.new_for_path(prefix.board).get_uri(), int(os.stat(prefix.board).st_mtime)
+    for name, size in SIZE_CLASSES.items():
+        label = f"GNOME factory {name}"
+        factory = GnomeDesktop.DesktopThumbnailFactory.new(getattr(GnomeDesktop.DesktopThumbnailSize, name))
+        check(factory.can_thumbnail(uri, BOARD_TYPE, mtime), f"{label}: can_thumbnail is false for {uri}")
         try:
-            done = run(exec_line(entry, hostile, os.path.join(out_dir, "thumbnail.png"), 256), prefix.env,
-                       timeout=60, cwd=out_dir)
-        except subprocess.TimeoutExpired:
-            raise Failure("deflate bomb: the thumbnailer was still running after 60 s")
-        took = time.monotonic() - started
-        after = resource.getrusage(resource.RUSAGE_CHILDREN)
-        cpu = (after.ru_utime - before.ru_utime) + (after.ru_stime - before.ru_stime)
-        check(done.returncode != 0, "deflate bomb: exit 0, want a failure")
-        check(os.listdir(out_dir) == [], f"deflate bomb: left {sorted(os.listdir(out_dir))}, want nothing")
-        check(len(done.stderr.strip().splitlines()) == 1, f"deflate bomb: stderr is not one line: {done.stderr!r}")
-        # CPU time is what the board costs; wall time on a shared machine also holds others' work, so
-        # it only has to stay clear of a stall.
-        check(cpu < 6, f"deflate bomb: used {cpu:.1f} s of CPU, want a few seconds")
-        check(took < 30, f"deflate bomb: took {took:.1f} s, want it to end by itself")
+            pixbuf = factory.generate_thumbnail(uri, BOARD_TYPE, None)
+        except Exception as error:  # the factory reports a failed thumbnailer as a GError
+            raise Failure(f"{label}: generate_thumbnail failed: {error}")
+        check(pixbuf is not None and pixbuf.get_width() > 1, f"{label}: got a failure entry")
+        check(os.listdir(scratch) == [], f"{label}: the thumbnailer left {os.listdir(scratch)} in its sandbox")
+        # Without /etc/fonts the text must still be set as outside the sandbox.
+        prefix.expect_thumbnail(label, picture(pixbuf), size)
 
 
-def part_factory(build_dir, source_dir, sanitized):
-    if sanitized:
-        raise Skip("sanitizer build: the leak checker needs ptrace, which the factory's seccomp filter forbids")
+def part_tumbler(prefix):
+    tumblerd = "/usr/lib/x86_64-linux-gnu/tumbler-1/tumblerd"
+    if not os.path.exists(tumblerd) or shutil.which("dbus-daemon") is None:
+        raise Failure("tumbler and dbus-daemon must be installed (scripts/setup.sh installs them)")
+    import gi
+    gi.require_version("GdkPixbuf", "2.0")
+    from gi.repository import Gio, GLib
+    uri = Gio.File.new_for_path(prefix.board).get_uri()
+    # A bus of our own: tumblerd is started on it by D-Bus activation, with the prefix's environment, so it
+    # finds the installed .thumbnailer file and the command as Thunar's session would.
+    bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address=1"], env=prefix.env,
+                           stdout=subprocess.PIPE, text=True)
+    try:
+        address = bus.stdout.readline().strip()
+        check(address, "dbus-daemon gave no address")
+        connection = Gio.DBusConnection.new_for_address_sync(
+            address, Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION,
+            None, None)
+        for flavour, size in {"normal": 128, "large": 256, "x-large": 512, "xx-large": 1024}.items():
+            label = f"tumbler {flavour}"
+            outcome = tumbler_thumbnail(connection, GLib, uri, flavour)
+            check(outcome == "ready", f"{label}: tumbler answered {outcome}")
+            cached = os.path.join(prefix.env["XDG_CACHE_HOME"], "thumbnails", flavour,
+                                  hashlib.md5(uri.encode()).hexdigest() + ".png")
+            check(os.path.isfile(cached), f"{label}: no thumbnail at {cached}")
+            prefix.expect_thumbnail(label, load_png(cached), size)
+    finally:
+        bus.terminate()
+        bus.wait(timeout=30)
+
+
+def tumbler_thumbnail(connection, GLib, uri, flavour):
+    """Queues one thumbnail and waits for tumbler's Ready or Error signal: 'ready', or what failed."""
+    loop, outcome, name = GLib.MainLoop(), {}, "org.freedesktop.thumbnails.Thumbnailer1"
+
+    def on_signal(_connection, _sender, _path, _interface, signal, parameters):
+        if signal in ("Ready", "Error"):
+            outcome.setdefault("what", "ready" if signal == "Ready" else f"Error {parameters.unpack()[2:]}")
+        elif signal == "Finished":
+            loop.quit()
+
+    path = "/" + name.replace(".", "/")
+    subscription = connection.signal_subscribe(None, name, None, path, None, 0, on_signal)
+    connection.call_sync(name, path, name, "Queue",
+                         GLib.Variant("(asasssu)", ([uri], [BOARD_TYPE], flavour, "foreground", 0)), None, 0, 60000, None)
+    GLib.timeout_add_seconds(60, loop.quit)
+    loop.run()
+    connection.signal_unsubscribe(subscription)
+    return outcome.get("what", "nothing within 60 s")
+
+
+def part_kio(prefix):
+    plugins = os.path.join(prefix.path, "lib", "qt5", "plugins")
+    check(os.path.isfile(os.path.join(plugins, "kf5", "thumbcreator", "zorvi-thumbnailer.so")),
+          "the KDE thumbnail plugin was not installed into kf5/thumbcreator")
+    env = dict(prefix.env, QT_PLUGIN_PATH=plugins, QT_QPA_PLATFORM="offscreen",
+               XDG_RUNTIME_DIR=os.path.join(prefix.work, "runtime"))
+    os.makedirs(env["XDG_RUNTIME_DIR"], mode=0o700)
+    for size in (128, 256, 512):
+        label, output = f"KIO preview at {size}", os.path.join(prefix.work, f"kio-{size}.png")
+        done = run([HELPERS["kio_preview"], prefix.board, str(size), output], env, timeout=120)
+        check(done.returncode == 0, f"{label}: exit {done.returncode}: {done.stderr.strip()[-400:]}")
+        prefix.expect_thumbnail(label, load_png(output), size)
+    # A hostile board costs the worker seconds, not its life or memory, and gives no picture.
+    started = time.monotonic()
+    done = run([HELPERS["kio_preview"], deflate_bomb(prefix.work), "256", os.path.join(prefix.work, "hostile.png")], env,
+               timeout=120)
+    check(done.returncode == 1, f"deflate bomb through KIO: exit {done.returncode}, want 1 (no preview)")
+    check(time.monotonic() - started < 40, "deflate bomb through KIO: took longer than the limits allow")
+
+
+# Each part, and why it cannot run in a sanitizer build (None: it can).
+PARTS = {
+    "mime": (part_mime, None),
+    "exec": (part_exec, None),
+    "hostile": (part_hostile, "its allocator reports a refused allocation at length; the time and memory caps "
+                              "are checked in the plain build"),
+    "factory": (part_factory, "the leak checker needs ptrace, which the factory's seccomp filter forbids"),
+    "tumbler": (part_tumbler, None),
+    "kio": (part_kio, "KIO's worker process is not built with the sanitizers"),
+}
+
+
+def sandbox_works():
     sandbox = subprocess.run(
         ["bwrap", "--ro-bind", "/usr", "/usr", "--symlink", "usr/lib", "/lib", "--symlink", "usr/lib64", "/lib64",
          "--proc", "/proc", "--dev", "/dev", "--unshare-all", "--die-with-parent", "/usr/bin/true"],
@@ -282,132 +299,6 @@ def part_factory(build_dir, source_dir, sanitized):
     if sandbox.returncode != 0:
         raise Skip(f"bubblewrap cannot create its namespaces here ({sandbox.stderr.strip()}), "
                    "so GNOME's thumbnail sandbox cannot run")
-    with Prefix(build_dir, need_sandbox_visible=True) as prefix:
-        # The factory reads the environment of its own process at first use. Its scratch folder (the
-        # sandbox's /tmp) goes under TMPDIR and is left behind, with a warning, when the thumbnailer
-        # writes anything besides its output.
-        scratch = os.path.join(prefix.work, "tmp")
-        os.makedirs(scratch)
-        os.environ.clear()
-        os.environ.update(prefix.env, TMPDIR=scratch)
-        import gi
-        gi.require_version("GnomeDesktop", "3.0")
-        gi.require_version("GdkPixbuf", "2.0")
-        from gi.repository import Gio, GnomeDesktop
-
-        local = copy_of_example(source_dir, prefix.work)
-        uri = Gio.File.new_for_path(local).get_uri()
-        mtime = int(os.stat(local).st_mtime)
-        entry = prefix.thumbnailer()
-        for name, size in SIZE_CLASSES.items():
-            label = f"GNOME factory {name}"
-            factory = GnomeDesktop.DesktopThumbnailFactory.new(getattr(GnomeDesktop.DesktopThumbnailSize, name))
-            check(factory.can_thumbnail(uri, BOARD_TYPE, mtime), f"{label}: can_thumbnail is false for {uri}")
-            try:
-                pixbuf = factory.generate_thumbnail(uri, BOARD_TYPE, None)
-            except Exception as error:  # the factory reports a failed thumbnailer as a GError
-                raise Failure(f"{label}: generate_thumbnail failed: {error}")
-            check(pixbuf is not None and pixbuf.get_width() > 1, f"{label}: got a failure entry")
-            check(os.listdir(scratch) == [], f"{label}: the thumbnailer left {os.listdir(scratch)} in its sandbox")
-            # Without /etc/fonts the text must still be set as outside the sandbox.
-            check_matches_reference(label, pixbuf_reader(pixbuf), local, size, prefix.work)
-
-
-def differing_pixels(a, b):
-    (width, height, pa), (_, _, pb) = a, b
-    return sum(1 for y in range(height) for x in range(width)
-               if any(abs(p - q) > 48 for p, q in zip(pa(x, y), pb(x, y))))
-
-
-TUMBLER_FLAVOURS = {"normal": 128, "large": 256, "x-large": 512, "xx-large": 1024}
-
-
-def part_tumbler(build_dir, source_dir, sanitized):
-    tumblerd = "/usr/lib/x86_64-linux-gnu/tumbler-1/tumblerd"
-    if not os.path.exists(tumblerd) or shutil.which("dbus-daemon") is None:
-        raise Failure("tumbler and dbus-daemon must be installed (scripts/setup.sh installs them)")
-    with Prefix(build_dir, need_sandbox_visible=False) as prefix:
-        prefix.quiet_leaks(source_dir, sanitized)
-        import gi
-        gi.require_version("GdkPixbuf", "2.0")
-        from gi.repository import Gio, GLib
-        board = copy_of_example(source_dir, prefix.work)
-        uri = Gio.File.new_for_path(board).get_uri()
-        # A bus of our own: tumblerd is started on it by D-Bus activation, with the prefix's environment,
-        # so it finds the installed .thumbnailer file and the command as Thunar's session would.
-        bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address=1"], env=prefix.env,
-                               stdout=subprocess.PIPE, text=True)
-        try:
-            address = bus.stdout.readline().strip()
-            check(address, "dbus-daemon gave no address")
-            connection = Gio.DBusConnection.new_for_address_sync(
-                address, Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT |
-                Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION, None, None)
-            for flavour, size in TUMBLER_FLAVOURS.items():
-                label = f"tumbler {flavour}"
-                outcome = tumbler_thumbnail(connection, GLib, uri, flavour)
-                check(outcome == "ready", f"{label}: tumbler answered {outcome}")
-                digest = hashlib.md5(uri.encode()).hexdigest()
-                cached = os.path.join(prefix.env["XDG_CACHE_HOME"], "thumbnails", flavour, digest + ".png")
-                check(os.path.isfile(cached), f"{label}: no thumbnail at {cached}")
-                check_matches_reference(label, load_png(cached), board, size, prefix.work)
-        finally:
-            bus.terminate()
-            bus.wait(timeout=30)
-
-
-def tumbler_thumbnail(connection, GLib, uri, flavour):
-    """Queues one thumbnail and waits for tumbler's Ready or Error signal: 'ready', or what failed."""
-    loop, outcome = GLib.MainLoop(), {}
-
-    def on_signal(_connection, _sender, _path, _interface, name, parameters):
-        if name in ("Ready", "Error"):
-            outcome.setdefault("what", "ready" if name == "Ready" else f"Error {parameters.unpack()[2:]}")
-        elif name == "Finished":
-            loop.quit()
-
-    subscription = connection.signal_subscribe(
-        None, "org.freedesktop.thumbnails.Thumbnailer1", None, "/org/freedesktop/thumbnails/Thumbnailer1",
-        None, 0, on_signal)
-    connection.call_sync("org.freedesktop.thumbnails.Thumbnailer1", "/org/freedesktop/thumbnails/Thumbnailer1",
-                         "org.freedesktop.thumbnails.Thumbnailer1", "Queue",
-                         GLib.Variant("(asasssu)", ([uri], [BOARD_TYPE], flavour, "foreground", 0)),
-                         None, 0, 60000, None)
-    GLib.timeout_add_seconds(60, loop.quit)
-    loop.run()
-    connection.signal_unsubscribe(subscription)
-    return outcome.get("what", "nothing within 60 s")
-
-
-def part_kio(build_dir, source_dir, sanitized):
-    if sanitized:
-        raise Skip("sanitizer build: KIO's worker process is not built with the sanitizers")
-    with Prefix(build_dir, need_sandbox_visible=False) as prefix:
-        plugins = os.path.join(prefix.path, "lib", "qt5", "plugins")
-        check(os.path.isfile(os.path.join(plugins, "kf5", "thumbcreator", "zorvi-thumbnailer.so")),
-              "the KDE thumbnail plugin was not installed into kf5/thumbcreator")
-        env = dict(prefix.env, QT_PLUGIN_PATH=plugins, QT_QPA_PLATFORM="offscreen",
-                   XDG_RUNTIME_DIR=os.path.join(prefix.work, "runtime"))
-        os.makedirs(env["XDG_RUNTIME_DIR"], mode=0o700)
-        board = copy_of_example(source_dir, prefix.work)
-        for size in (128, 256, 512):
-            label = f"KIO preview at {size}"
-            output = os.path.join(prefix.work, f"kio-{size}.png")
-            done = run([HELPERS["kio_preview"], board, str(size), output], env, timeout=120)
-            check(done.returncode == 0, f"{label}: exit {done.returncode}: {done.stderr.strip()[-400:]}")
-            check_matches_reference(label, load_png(output), board, size, prefix.work)
-        # A hostile board costs the worker seconds, not its life or memory, and gives no picture.
-        hostile = os.path.join(prefix.work, "hostile.zorvi")
-        deflate_bomb(hostile)
-        started = time.monotonic()
-        done = run([HELPERS["kio_preview"], hostile, "256", os.path.join(prefix.work, "hostile.png")], env,
-                   timeout=120)
-        check(done.returncode == 1, f"deflate bomb through KIO: exit {done.returncode}, want 1 (no preview)")
-        check(time.monotonic() - started < 40, "deflate bomb through KIO: took longer than the limits allow")
-
-
-PARTS = {"mime": part_mime, "exec": part_exec, "hostile": part_hostile, "factory": part_factory,
-         "tumbler": part_tumbler, "kio": part_kio}
 
 
 def main():
@@ -424,11 +315,19 @@ def main():
         print("usage: " + __doc__.strip().splitlines()[2].strip(), file=sys.stderr)
         return 2
     build_dir, source_dir, part = args
+    body, unsanitizable = PARTS[part]
     try:
-        PARTS[part](build_dir, source_dir, sanitized)
+        if sanitized and unsanitizable:
+            raise Skip("sanitizer build: " + unsanitizable)
+        if part == "factory":
+            sandbox_works()
+        # File managers pass names as they are: blanks and non-ASCII letters included.
+        with Prefix(build_dir, source_dir, sanitized, need_sandbox_visible=part == "factory",
+                    board="Hafen Übersicht.zorvi" if part == "exec" else "Harbour Light.zorvi") as prefix:
+            body(prefix)
     except Skip as reason:
         print(f"skipped: {reason}")
-        return SKIP
+        return 77
     except Failure as failure:
         print(f"FAILED: {failure}", file=sys.stderr)
         return 1

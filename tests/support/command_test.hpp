@@ -16,18 +16,6 @@ inline void PrintTo(const CommandRun& run, std::ostream* os) {
       << ::testing::PrintToString(run.err);
 }
 
-// Its stderr must be one line: `line` whole, or what stands before and after a "…" in it.
-inline void expectOneLine(const std::string& err, const std::string& line) {
-  const auto gap = line.find("…");
-  if (gap == std::string::npos) {
-    EXPECT_EQ(err, line);
-  } else {
-    EXPECT_TRUE(err.starts_with(line.substr(0, gap)) && err.ends_with(line.substr(gap + std::string("…").size())))
-        << err;
-  }
-  EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
-}
-
 class CommandTest : public ::testing::Test {
  protected:
   std::filesystem::path at(const std::string& name) const { return work.path / name; }

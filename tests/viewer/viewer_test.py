@@ -5,40 +5,10 @@ compared with the renderer's own picture of the same view.
 
 xvfb-run viewer_test.py --viewer BIN --reference BIN --board BOARD --build-dir DIR --work DIR"""
 import argparse, os, shutil, subprocess, sys, tempfile, time
+from collections import Counter
 
-
-def check(condition, message):
-    if not condition:
-        sys.exit(f"FAIL: {message}")
-
-
-def load_png(path):
-    import gi
-    gi.require_version("GdkPixbuf", "2.0")
-    from gi.repository import GdkPixbuf
-    pixbuf = GdkPixbuf.Pixbuf.new_from_file(path)
-    return pixbuf.get_width(), pixbuf.get_height(), pixbuf.get_rowstride(), pixbuf.get_n_channels(), \
-        pixbuf.get_pixels()
-
-
-def changed_pixels(a, b, threshold=48):
-    """Pixels of two same-sized pictures that differ by more than threshold in a colour channel, as (x, y)."""
-    (w, h, sa, ca, da), (w2, h2, sb, cb, db) = a, b
-    check((w, h) == (w2, h2), f"pictures of {w}x{h} and {w2}x{h2} cannot be compared")
-    out = []
-    for y in range(h):
-        ra, rb = da[y * sa:y * sa + w * ca], db[y * sb:y * sb + w * cb]
-        if ra == rb and ca == cb:
-            continue
-        for x in range(w):
-            pa, pb = ra[x * ca:x * ca + 3], rb[x * cb:x * cb + 3]
-            if pa != pb and max(abs(p - q) for p, q in zip(pa, pb)) > threshold:
-                out.append((x, y))
-    return out
-
-
-def run(argv, env, timeout=60):
-    return subprocess.run(argv, env=env, capture_output=True, text=True, timeout=timeout)
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from desktop_checks import Failure, changed_pixels, check, expect_renderers_picture, install, load_png, run  # noqa: E402
 
 
 def snapshot(viewer, board, out, env):
@@ -63,13 +33,8 @@ def part_matches_renderer(args, env, work):
         check(made.returncode == 0, f"reference_picture failed: {made.stderr.strip()}")
         return load_png(path)
 
-    want, textless = reference("reference.png"), reference("reference-textless.png", "--without-text")
-    text = len(changed_pixels(want, textless))
-    allowed = max(50, text // 10)
-    check(text > 4 * allowed, f"the view shows only {text} pixels of text, too few to tell")
-    different = len(changed_pixels(picture, want))
-    check(different <= allowed, f"{different} pixels differ from the renderer's picture (allowed {allowed}; "
-                                f"without its text the view differs in {text})")
+    different, text = expect_renderers_picture("the view", picture, reference("reference.png"),
+                                               reference("reference-textless.png", "--without-text"), 50)
     print(f"window: {width}x{height} at zoom {float(zoom):.3f}; {different} pixels differ, text covers {text}")
 
 
@@ -90,24 +55,11 @@ def part_unreadable_board(args, env, work):
     check(len(middle) > 2, "the window does not show the error")
 
 
-def install(args, work):
-    """The build installed into a scratch prefix whose share/ is the only XDG data folder."""
-    prefix = os.path.join(work, "prefix")
-    shutil.rmtree(prefix, ignore_errors=True)
-    done = subprocess.run(["cmake", "--install", args.build_dir, "--prefix", prefix], capture_output=True, text=True)
-    check(done.returncode == 0, f"cmake --install failed: {done.stderr.strip()}")
-    share = os.path.join(prefix, "share")
-    for tool in (["update-mime-database", os.path.join(share, "mime")],
-                 ["update-desktop-database", os.path.join(share, "applications")]):
-        done = subprocess.run(tool, capture_output=True, text=True)
-        check(done.returncode == 0, f"{tool[0]} failed: {done.stderr.strip()}")
-    return prefix
-
-
 def part_default_application(args, env, work):
     """Installed, the viewer is what the board type opens with, and xdg-open opens a board in it;
     its keys then move the picture as they say."""
-    prefix = install(args, work)
+    prefix = os.path.join(work, "prefix")
+    install(args.build_dir, prefix)
     env = dict(env, XDG_DATA_HOME=os.path.join(work, "data-home"), XDG_DATA_DIRS=os.path.join(prefix, "share"),
                XDG_CONFIG_HOME=os.path.join(work, "config"), PATH=os.path.join(prefix, "bin") + ":" + env["PATH"], XDG_CURRENT_DESKTOP="GNOME")
     os.makedirs(env["XDG_DATA_HOME"], exist_ok=True)
@@ -126,36 +78,27 @@ def part_default_application(args, env, work):
         window = found.stdout.split()[0]
         run(["xdotool", "windowfocus", "--sync", window], env)
 
-        def shot(name):
-            time.sleep(1.5)  # sharp pictures arrive from the decoding threads
-            path = os.path.join(work, name)
+        def press(key):
+            """The window's picture after the key (none: as it is), once the sharp pictures have arrived."""
+            if key:
+                run(["xdotool", "key", "--window", window, key], env)
+            time.sleep(1.5)
+            path = os.path.join(work, f"after-{len(os.listdir(work))}.png")
             done = run(["import", "-window", window, path], env)
             check(done.returncode == 0, f"import failed: {done.stderr.strip()}")
             return load_png(path)
 
-        def press(key, name):
-            run(["xdotool", "key", "--window", window, key], env)
-            return shot(name)
-
-        start = shot("start.png")
-        fitted = press("0", "fit.png")
+        start, fitted = press(None), press("0")
         check(len(changed_pixels(start, fitted)) > 10000, "0 (fit) did not change the view")
-        actual = press("1", "actual.png")
-        check(len(changed_pixels(fitted, actual)) > 10000, "1 (actual size) did not change the view")
-        refitted = press("0", "fit-again.png")
+        check(len(changed_pixels(fitted, press("1"))) > 10000, "1 (actual size) did not change the view")
+        refitted = press("0")
         check(len(changed_pixels(fitted, refitted)) == 0, "0 after 1 did not give the fitted view back")
-        grid = press("p", "grid.png")
-        changed = changed_pixels(refitted, grid)
+        changed = changed_pixels(refitted, press("p"))
         check(len(changed) > 200, f"p (page grid) changed only {len(changed)} pixels")
         # The grid adds lines: the changed pixels fill whole rows or columns of the board area.
-        columns, rows = {}, {}
-        for x, y in changed:
-            columns[x] = columns.get(x, 0) + 1
-            rows[y] = rows.get(y, 0) + 1
-        longest = max(max(columns.values()), max(rows.values()))
+        longest = max(max(Counter(x for x, _ in changed).values()), max(Counter(y for _, y in changed).values()))
         check(longest > 200, f"p drew no sheet edge (longest changed line {longest} pixels)")
-        again = press("p", "grid-off.png")
-        check(len(changed_pixels(refitted, again)) == 0, "pressing p again did not take the grid away")
+        check(len(changed_pixels(refitted, press("p"))) == 0, "pressing p again did not take the grid away")
     finally:
         subprocess.run(["pkill", "-f", os.path.join(prefix, "bin", "zorvi-view")])
         opened.wait(timeout=30)
@@ -173,9 +116,11 @@ def main():
         os.chmod(runtime, 0o700)
         env = dict(os.environ, XDG_RUNTIME_DIR=runtime, GDK_BACKEND="x11", GSK_RENDERER="cairo", NO_AT_BRIDGE="1")
         env.pop("WAYLAND_DISPLAY", None)
-        part_matches_renderer(args, env, work)
-        part_unreadable_board(args, env, work)
-        part_default_application(args, env, work)
+        try:
+            for part in (part_matches_renderer, part_unreadable_board, part_default_application):
+                part(args, env, work)
+        except Failure as failure:
+            sys.exit(f"FAIL: {failure}")
     print("viewer: all checks passed")
 
 
