@@ -231,7 +231,7 @@ TEST_F(ImageDecoderFiles, GarbageAndHugeDeclaredSizesGiveNothing) {
 TEST(ImageDecoder, AveragesPremultipliedPixelsWhenReducing) {
   // Opaque red beside transparent blue: a transparent pixel's colour must not bleed into the average.
   const Bytes rgba = {255, 0, 0, 255, 0, 0, 255, 0, 0, 0, 255, 255, 0, 255, 0, 255,
-                           255, 0, 0, 255, 0, 0, 255, 0, 0, 0, 255, 255, 0, 255, 0, 255};
+                     255, 0, 0, 255, 0, 0, 255, 0, 0, 0, 255, 255, 0, 255, 0, 255};
   const auto raster = decode(testing::rgbaPng(4, 2, rgba), 2, 1);
   ASSERT_TRUE(raster);
   ASSERT_EQ(std::pair(raster->width, raster->height), std::pair(2, 1));

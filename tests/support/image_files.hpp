@@ -39,12 +39,11 @@ inline Bytes rgbaPng(std::uint32_t width, std::uint32_t height, const Bytes& rgb
   appendBigEndian32(header, declaredHeight ? declaredHeight : height);
   header.insert(header.end(), {8, 6, 0, 0, 0});
   appendPngChunk(out, "IHDR", header);
-  Bytes scanlines;
-  for (std::uint32_t y = 0; y < height; ++y) {
-    scanlines.push_back(0);  // filter: none
-    const auto row = rgba.begin() + static_cast<std::ptrdiff_t>(y) * width * 4;
-    scanlines.insert(scanlines.end(), row, row + static_cast<std::ptrdiff_t>(width) * 4);
-  }
+  const std::size_t rowBytes = std::size_t{width} * 4;
+  Bytes scanlines(height * (rowBytes + 1));  // each row after its filter byte, 0: none
+  for (std::size_t y = 0; y < height; ++y)
+    std::copy_n(rgba.begin() + static_cast<std::ptrdiff_t>(y * rowBytes), rowBytes,
+                scanlines.begin() + static_cast<std::ptrdiff_t>(y * (rowBytes + 1) + 1));
   Bytes compressed(::compressBound(static_cast<uLong>(scanlines.size())));
   uLongf size = compressed.size();
   ::compress(compressed.data(), &size, scanlines.data(), static_cast<uLong>(scanlines.size()));
