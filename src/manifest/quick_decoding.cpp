@@ -7,8 +7,8 @@
 // holds the two readings to the same results.
 #include <simdjson.h>
 
-#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
@@ -77,36 +77,18 @@ constexpr int maxDepth = 64;
 // space that starts no value.
 char firstOf(od::value& value) { return *value.raw_json_token().data(); }
 
-// The characters of a number from its first significant digit to its exponent, the point included:
-// never fewer than the significant digits simdjson counts.
-std::size_t significantLength(std::string_view number) {
-  std::size_t at = number.find_first_not_of("-0.");
-  if (at == std::string_view::npos) return 0;
-  const std::size_t end = std::min(number.find_first_not_of("0123456789.", at), number.size());
-  return end - at;
-}
-
-// Numbers are parsed by simdjson as its document parses them: the same checks, the same rounding,
-// whole numbers of 64 signed bits as integers, larger whole numbers as unsigned.
+// simdjson parses numbers as its document does, with the same checks and the same rounding. Its
+// document keeps a whole number of 64 bits as an integer, which reads as the same double except for
+// "-0": the integer zero.
 double asNumber(od::value& value) {
+  const double number = take(value.get_double());
+  if (number != 0 || !std::signbit(number)) return number;
   const std::string_view token = value.raw_json_token();
-  od::number number = take(value.get_number());
-  switch (number.get_number_type()) {
-    case od::number_type::signed_integer: return static_cast<double>(number.get_int64());
-    case od::number_type::unsigned_integer: return static_cast<double>(number.get_uint64());
-    default:
-      // Past 19 significant digits get_number loses the value it parsed (simdjson 3.0 writes it to a
-      // copy), so such a number is left to the careful reading.
-      if (token.size() >= 20 && significantLength(token) > 19) giveUp();
-      return number.get_double();
-  }
+  const bool whole = token.find_first_of(".eE") == std::string_view::npos;
+  return whole ? 0.0 : number;
 }
 
-std::int64_t asInteger(od::value& value) {
-  od::number number = take(value.get_number());
-  if (number.get_number_type() != od::number_type::signed_integer) giveUp();
-  return number.get_int64();
-}
+std::int64_t asInteger(od::value& value) { return take(value.get_int64()); }
 
 bool asBoolean(od::value& value) { return take(value.get_bool()); }
 
