@@ -8,7 +8,6 @@
 #include <simdjson.h>
 
 #include <array>
-#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
@@ -77,18 +76,43 @@ constexpr int maxDepth = 64;
 // space that starts no value.
 char firstOf(od::value& value) { return *value.raw_json_token().data(); }
 
-// simdjson parses numbers as its document does, with the same checks and the same rounding. Its
-// document keeps a whole number of 64 bits as an integer, which reads as the same double except for
-// "-0": the integer zero.
-double asNumber(od::value& value) {
-  const double number = take(value.get_double());
-  if (number != 0 || !std::signbit(number)) return number;
-  const std::string_view token = value.raw_json_token();
-  const bool whole = token.find_first_of(".eE") == std::string_view::npos;
-  return whole ? 0.0 : number;
+// The characters of a number from its first significant digit to its exponent, the point included:
+// never fewer than the significant digits simdjson counts.
+std::size_t significantLength(std::string_view number) {
+  std::size_t at = 0;
+  while (at < number.size() && (number[at] == '-' || number[at] == '0' || number[at] == '.')) ++at;
+  std::size_t end = at;
+  while (end < number.size() && ((number[end] >= '0' && number[end] <= '9') || number[end] == '.')) ++end;
+  return end - at;
 }
 
-std::int64_t asInteger(od::value& value) { return take(value.get_int64()); }
+// Numbers are parsed by simdjson as its document parses them: the same checks, the same rounding,
+// whole numbers of 64 signed bits as integers, larger whole numbers as unsigned. Past 19 significant
+// digits simdjson 3.0 loses the value in get_number and misrounds it in get_double, so such a number
+// is left to the careful reading.
+od::number numberOf(od::value& value) {
+  const std::string_view token = value.raw_json_token();
+  od::number number = take(value.get_number());
+  if (token.size() >= 20 && number.get_number_type() == od::number_type::floating_point_number &&
+      significantLength(token) > 19)
+    giveUp();
+  return number;
+}
+
+double asNumber(od::value& value) {
+  od::number number = numberOf(value);
+  switch (number.get_number_type()) {
+    case od::number_type::signed_integer: return static_cast<double>(number.get_int64());
+    case od::number_type::unsigned_integer: return static_cast<double>(number.get_uint64());
+    default: return number.get_double();
+  }
+}
+
+std::int64_t asInteger(od::value& value) {
+  od::number number = numberOf(value);
+  if (number.get_number_type() != od::number_type::signed_integer) giveUp();
+  return number.get_int64();
+}
 
 bool asBoolean(od::value& value) { return take(value.get_bool()); }
 
@@ -149,17 +173,18 @@ void readThrough(od::value& value, int depth);
 template <typename Visit>
 void forEachMember(od::object object, Visit visit) {
   for (auto member : object) {
-    od::field field = take(std::move(member));
-    const std::string_view key = keyOf(field);
-    visit(key, field.value());
+    // Used in place: a copy of the field costs more than the rest of reading its key.
+    if (member.error() != simdjson::SUCCESS) giveUp();
+    od::field& field = member.value_unsafe();
+    visit(keyOf(field), field.value());
   }
 }
 
 template <typename Visit>
 void forEachElement(od::array array, Visit visit) {
   for (auto element : array) {
-    od::value item = take(std::move(element));
-    visit(item);
+    if (element.error() != simdjson::SUCCESS) giveUp();
+    visit(element.value_unsafe());
   }
 }
 
