@@ -51,7 +51,13 @@ class KeyTable {
   // The key's index, or -1 for a key of no field.
   int find(std::string_view key) const {
     const int i = slots_[hash(key)];
-    return i >= 0 && keys_[static_cast<std::size_t>(i)] == key ? i : -1;
+    if (i < 0) return -1;
+    // Compared here rather than by a call to memcmp, which costs more than these few bytes.
+    const std::string_view known = keys_[static_cast<std::size_t>(i)];
+    if (known.size() != key.size()) return -1;
+    for (std::size_t at = 0; at < key.size(); ++at)
+      if (known[at] != key[at]) return -1;
+    return i;
   }
 
  private:
@@ -76,13 +82,15 @@ constexpr int maxDepth = 64;
 // space that starts no value.
 char firstOf(od::value& value) { return *value.raw_json_token().data(); }
 
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
 // The characters of a number from its first significant digit to its exponent, the point included:
 // never fewer than the significant digits simdjson counts.
 std::size_t significantLength(std::string_view number) {
   std::size_t at = 0;
   while (at < number.size() && (number[at] == '-' || number[at] == '0' || number[at] == '.')) ++at;
   std::size_t end = at;
-  while (end < number.size() && ((number[end] >= '0' && number[end] <= '9') || number[end] == '.')) ++end;
+  while (end < number.size() && (isDigit(number[end]) || number[end] == '.')) ++end;
   return end - at;
 }
 
@@ -93,8 +101,9 @@ std::size_t significantLength(std::string_view number) {
 od::number numberOf(od::value& value) {
   const std::string_view token = value.raw_json_token();
   od::number number = take(value.get_number());
-  if (token.size() >= 20 && number.get_number_type() == od::number_type::floating_point_number &&
-      significantLength(token) > 19)
+  // A shorter mantissa ends before the twentieth character, which is then white space or exponent.
+  if (token.size() >= 20 && (isDigit(token[19]) || token[19] == '.') &&
+      number.get_number_type() == od::number_type::floating_point_number && significantLength(token) > 19)
     giveUp();
   return number;
 }
@@ -329,7 +338,9 @@ constexpr KeyTable<2> pointKeys({"x", "y"});
 
 std::vector<DrawingPoint> readPoints(od::value& value, int depth) {
   std::vector<DrawingPoint> points;
-  forEachElement(value, depth, [&](od::value& element) {
+  od::array array = arrayOf(value, depth);
+  points.reserve(take(array.count_elements()));  // counting costs less than growing
+  forEachElement(array, [&](od::value& element) {
     DrawingPoint& point = points.emplace_back();
     double* fields[] = {&point.x, &point.y};
     require(readObject(element, pointKeys, depth + 1, [&](int key, od::value& v) { *fields[key] = asNumber(v); }),
