@@ -13,7 +13,7 @@ shift $(( $# > 2 ? 2 : $# ))
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
   targets=(board_read board_render canvas_contrast html_text image_decode image_format_detector
-           manifest_decode update_manifest)
+           manifest_decode manifest_quick_decode update_manifest)
 fi
 
 cmake --preset fuzz >/dev/null

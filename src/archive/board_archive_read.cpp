@@ -21,6 +21,7 @@
 
 #include "archive/archive_reading.hpp"
 #include "archive/zip_support.hpp"
+#include "manifest/manifest_reading.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/manifest_coding.hpp"
 
@@ -60,6 +61,25 @@ void resizeFaultingOnce(Bytes& bytes, std::size_t size) {
   const auto end = reinterpret_cast<std::uintptr_t>(bytes.data() + size);
   if (size >= 16 * page) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
   bytes.resize(size);
+}
+
+std::string_view asText(std::span<const std::uint8_t> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+// The manifest decode gives, with its errors and a schema from a newer application as the archive's.
+template <typename Decode>
+Manifest checkedManifest(Decode decode) {
+  Manifest manifest;
+  try {
+    manifest = decode();
+  } catch (const ManifestDecodingError& error) {
+    throw BoardArchiveError::manifestMalformed(error.what());
+  }
+  if (manifest.schemaVersion > Manifest::currentSchemaVersion) {
+    throw BoardArchiveError::unsupportedSchemaVersion(manifest.schemaVersion, Manifest::currentSchemaVersion);
+  }
+  return manifest;
 }
 
 }  // namespace
@@ -308,13 +328,17 @@ Manifest readManifest(const OpenArchive& archive, std::uint64_t& unclaimed) {
   if (index < 0) throw BoardArchiveError::manifestMissing();
   const PlannedEntry entry = plan(archive, static_cast<zip_uint64_t>(index), unclaimed);
   if (const auto bytes = checkedInPlace(entry)) return BoardArchive::decodeManifest(*bytes);
-  // Inflated in one call into memory never written before: no zeroing, no growing, no copy.
+  // Inflated in one call into memory never written before: no zeroing, no growing, no copy, and room
+  // behind the text for the padding the JSON parser reads.
   if (entry.data && !entry.stored && entry.declared <= largestManifestInPlace) {
-    const std::unique_ptr<std::uint8_t[]> json(new (std::nothrow) std::uint8_t[entry.declared]);
+    using manifest_reading::padding;
+    const std::unique_ptr<std::uint8_t[]> json(new (std::nothrow) std::uint8_t[entry.declared + padding]);
     const std::span<std::uint8_t> out(json.get(), json ? entry.declared : 0);
     mapped_archive::prefault(out);
-    if (json && mapped_archive::inflateExactly(*entry.data, out) && mapped_archive::crc32(out) == entry.crc)
-      return BoardArchive::decodeManifest(out);
+    if (json && mapped_archive::inflateExactly(*entry.data, out) && mapped_archive::crc32(out) == entry.crc) {
+      std::memset(json.get() + entry.declared, ' ', padding);
+      return checkedManifest([&] { return manifest_reading::decodePadded(asText(out)); });
+    }
   }
   return BoardArchive::decodeManifest(extract(zip, entry));
 }
@@ -400,16 +424,7 @@ BoardBundle read(std::span<const std::uint8_t> bytes) {
 }
 
 Manifest decodeManifest(std::span<const std::uint8_t> json) {
-  Manifest manifest;
-  try {
-    manifest = ManifestCoder::decode(std::string_view(reinterpret_cast<const char*>(json.data()), json.size()));
-  } catch (const ManifestDecodingError& error) {
-    throw BoardArchiveError::manifestMalformed(error.what());
-  }
-  if (manifest.schemaVersion > Manifest::currentSchemaVersion) {
-    throw BoardArchiveError::unsupportedSchemaVersion(manifest.schemaVersion, Manifest::currentSchemaVersion);
-  }
-  return manifest;
+  return archive_reading::checkedManifest([&] { return ManifestCoder::decode(archive_reading::asText(json)); });
 }
 
 }  // namespace zorvi::BoardArchive

@@ -35,7 +35,8 @@ bool inflateExactly(std::span<const std::uint8_t> in, std::span<std::uint8_t> ou
 
 // Asks for mapped pages at once, rather than a fault per page; a hint only.
 void prefetch(std::span<const std::uint8_t> bytes);
-// Maps fresh memory in with one call instead of a fault per page; a hint only.
+// Maps fresh memory in with one call instead of a fault per page, in huge pages from 2 MiB on where
+// the kernel offers them; a hint only.
 void prefault(std::span<std::uint8_t> bytes);
 // Gives the pages of mapped bytes back to the page cache; reading them again maps them in again.
 void release(std::span<const std::uint8_t> bytes);

@@ -8,14 +8,17 @@
 namespace zorvi {
 namespace {
 
-int hexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
+// The value of each hexadecimal digit in either case, 16 for every other byte.
+constexpr std::array<std::uint8_t, 256> hexValues = [] {
+  std::array<std::uint8_t, 256> values{};
+  values.fill(16);
+  for (int i = 0; i < 10; ++i) values['0' + i] = static_cast<std::uint8_t>(i);
+  for (int i = 0; i < 6; ++i) values['a' + i] = values['A' + i] = static_cast<std::uint8_t>(10 + i);
+  return values;
+}();
 
-constexpr bool isDashPosition(std::size_t i) { return i == 8 || i == 13 || i == 18 || i == 23; }
+// Where each byte's two digits start in the 36-character form.
+constexpr std::array<std::uint8_t, 16> digitPairs{0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28, 30, 32, 34};
 
 template <typename Enum, std::size_t N>
 std::optional<Enum> parseRaw(std::string_view raw, const std::array<std::string_view, N>& names) {
@@ -34,22 +37,17 @@ constexpr std::array<std::string_view, 2> kPageOrientations{"portrait", "landsca
 }  // namespace
 
 std::optional<Uuid> Uuid::parse(std::string_view text) {
-  if (text.size() != 36) return std::nullopt;
+  if (text.size() != 36 || text[8] != '-' || text[13] != '-' || text[18] != '-' || text[23] != '-')
+    return std::nullopt;
   Uuid id;
-  std::size_t byte = 0;
-  std::size_t i = 0;
-  while (i < 36) {
-    if (isDashPosition(i)) {
-      if (text[i] != '-') return std::nullopt;
-      ++i;
-      continue;
-    }
-    const int hi = hexValue(text[i]);
-    const int lo = hexValue(text[i + 1]);
-    if (hi < 0 || lo < 0) return std::nullopt;
-    id.bytes[byte++] = static_cast<std::uint8_t>(hi * 16 + lo);
-    i += 2;
+  unsigned faults = 0;  // bit 4 of a value is set only for a byte that is no digit
+  for (std::size_t i = 0; i < 16; ++i) {
+    const unsigned hi = hexValues[static_cast<unsigned char>(text[digitPairs[i]])];
+    const unsigned lo = hexValues[static_cast<unsigned char>(text[digitPairs[i] + 1])];
+    faults |= hi | lo;
+    id.bytes[i] = static_cast<std::uint8_t>(hi << 4 | lo);
   }
+  if (faults & 16) return std::nullopt;
   return id;
 }
 

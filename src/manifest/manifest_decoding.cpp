@@ -8,11 +8,13 @@
 #include <array>
 #include <charconv>
 #include <cstring>
+#include <memory>
 #include <limits>
 #include <optional>
 #include <string>
 
 #include "manifest/checked_json.hpp"
+#include "manifest/manifest_reading.hpp"
 #include "manifest/utf8.hpp"
 #include "zorvi/manifest_coding.hpp"
 
@@ -438,21 +440,33 @@ static Manifest decodeManifest(const Value& value) {
 
 }  // namespace
 
-Manifest decode(std::string_view json) {
+}  // namespace zorvi::ManifestCoder
+
+namespace zorvi::manifest_reading {
+
+using ManifestCoder::Decoding;
+using ManifestCoder::RapidValue;
+using ManifestCoder::SimdValue;
+using ManifestCoder::failSyntax;
+using ManifestCoder::kParseFlags;
+
+// simdjson's document takes about twice the text beside the text, RapidJSON's less, so the largest
+// manifests are read by RapidJSON alone.
+constexpr std::size_t largestForSimdjson = std::size_t{64} << 20;
+
+Manifest decodeCarefully(std::string_view json, bool padded) {
   // RapidJSON measures strings in 32 bits; a longer one would be cut short without a word.
-  if (json.size() > std::numeric_limits<SizeType>::max()) failSyntax("larger than 4 GiB", 0);
+  if (json.size() > std::numeric_limits<rapidjson::SizeType>::max()) failSyntax("larger than 4 GiB", 0);
   // simdjson reads a document several times faster. What it accepts, the reading below accepts as the
   // same values: valid UTF-8, no escaped lone surrogate, nesting within the same bound, numbers
   // rounded the same way, whole numbers of 64 signed bits as integers. Whatever it refuses (a number
-  // too large included) goes to that reading, whose errors are the ones reported. Its document takes
-  // about twice the text beside the text, RapidJSON's less, so the largest manifests are read below.
-  constexpr std::size_t largestForSimdjson = std::size_t{64} << 20;
+  // too large included) goes to that reading, whose errors are the ones reported.
   simdjson::dom::parser parser;
   simdjson::dom::element root;
   // An empty text, which may come without even a pointer, is for the reading below to refuse.
   if (!json.empty() && json.size() <= largestForSimdjson &&
       parser.allocate(json.size(), json::maxRecursiveDepth) == simdjson::SUCCESS &&
-      parser.parse(json.data(), json.size()).get(root) == simdjson::SUCCESS)
+      parser.parse(json.data(), json.size(), !padded).get(root) == simdjson::SUCCESS)
     return Decoding<SimdValue>::decodeManifest(SimdValue(root));
   // The parser also reads a NUL byte as the end of its input; a raw NUL is never valid JSON.
   if (const std::size_t fault = utf8::firstFault(json, true); fault != json.size()) {
@@ -470,6 +484,24 @@ Manifest decode(std::string_view json) {
     failSyntax(rapidjson::GetParseError_En(reader.GetParseErrorCode()), reader.GetErrorOffset());
   }
   return Decoding<RapidValue>::decodeManifest(RapidValue(document));
+}
+
+Manifest decodePadded(std::string_view json) {
+  if (auto manifest = decodeQuickly(json)) return std::move(*manifest);
+  return decodeCarefully(json, true);
+}
+
+}  // namespace zorvi::manifest_reading
+
+namespace zorvi::ManifestCoder {
+
+Manifest decode(std::string_view json) {
+  using manifest_reading::padding;
+  if (json.empty() || json.size() > manifest_reading::largestForSimdjson) return manifest_reading::decodeCarefully(json, false);
+  const std::unique_ptr<char[]> copy(new char[json.size() + padding]);
+  std::memcpy(copy.get(), json.data(), json.size());
+  std::memset(copy.get() + json.size(), ' ', padding);
+  return manifest_reading::decodePadded(std::string_view(copy.get(), json.size()));
 }
 
 Manifest decode(std::span<const std::uint8_t> bytes) {
