@@ -66,8 +66,10 @@ RgbWriter::RgbWriter(std::uint32_t width, std::uint32_t height, Sink sink,
   const std::size_t stride = std::size_t{width} * bpp;
   previous_.assign(stride, 0);
   current_.assign(stride, 0);
-  filtered_.resize(std::max(batchBytes / (stride + 1), std::size_t{1}) * (stride + 1));
-  compressed_.resize(batchBytes);
+  // A small picture gets buffers of its own size: fresh pages cost more than its whole compression.
+  const std::size_t rows = std::clamp(batchBytes / (stride + 1), std::size_t{1}, std::size_t{std::max(height, 1u)});
+  filtered_.resize(rows * (stride + 1));
+  compressed_.resize(std::min(batchBytes, filtered_.size() + 1024));
   open_ =
       width > 0 && height > 0 &&
       deflateInit2(&stream_, paeth_ ? 1 : 0, Z_DEFLATED, 15, 8, paeth_ ? Z_RLE : Z_DEFAULT_STRATEGY) == Z_OK;
