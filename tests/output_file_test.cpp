@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <stdexcept>
+#include <thread>
 
 #include "support/board_files.hpp"
 
@@ -63,6 +66,36 @@ TEST(OutputFile, ReportsFileSystemFailures) {
   OutputSink sink(-1);  // a failed write is remembered, so a C callback need not report it
   EXPECT_FALSE(sink.write("lost"));
   EXPECT_EQ(sink.error(), EBADF);
+}
+
+// Devices and pipes are written into and links followed, never replaced by a file.
+TEST(OutputFile, WritesIntoDevicesAndPipesAndThroughLinks) {
+  zorvi::testing::TemporaryFolder folder;
+  const auto produce = [](OutputSink& sink) { sink.write("picture"); };
+  ASSERT_TRUE(fs::is_character_file("/dev/null") && fs::is_character_file("/dev/full"));
+  EXPECT_NO_THROW(writeFileAtomically("/dev/null", produce));
+  try {
+    writeFileAtomically("/dev/full", produce);
+    ADD_FAILURE() << "a full device took the output";
+  } catch (const fs::filesystem_error& error) {
+    EXPECT_EQ(error.code().value(), ENOSPC);
+  }
+  EXPECT_TRUE(fs::is_character_file("/dev/full"));
+  const fs::path fifo = folder.path / "pipe";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  std::string received;
+  std::thread reader([&] { received = readText(fifo); });
+  writeFileAtomically(fifo, produce);
+  reader.join();
+  EXPECT_EQ(received, "picture");
+  EXPECT_TRUE(fs::is_fifo(fifo));
+
+  const fs::path target = folder.path / "target.png", link = folder.path / "link.png";
+  zorvi::testing::writeFile(target, std::string_view("old"));
+  fs::create_symlink(target, link);
+  writeFileAtomically(link, produce);
+  EXPECT_TRUE(fs::is_symlink(link));
+  EXPECT_EQ(readText(target), "picture");
 }
 
 }  // namespace

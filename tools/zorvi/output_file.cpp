@@ -80,8 +80,42 @@ void refuseReadOnly(const std::filesystem::path& path) {
   if ((status.st_mode & 0222) == 0 || ::access(path.c_str(), W_OK) != 0) raise(EACCES, "the output file is read-only", path);
 }
 
-void writeFileAtomically(const std::filesystem::path& path, const std::function<void(OutputSink&)>& produce,
+namespace {
+
+// A character device or a pipe named as the output (/dev/stdout, a FIFO) is written into: renaming a
+// file over it would destroy it, and a stream has no old content to keep whole. Anything else that is
+// not a regular file (a folder, a disk, a socket) is refused before any work is done.
+bool writeIntoStream(const std::filesystem::path& path, const std::function<void(OutputSink&)>& produce) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return false;
+  if (!S_ISCHR(status.st_mode) && !S_ISFIFO(status.st_mode))
+    raise(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, "the output is not a file", path);
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  if (fd < 0) raise(errno, "cannot open the output", path);
+  int error = 0;
+  try {
+    OutputSink sink(fd);
+    produce(sink);
+    error = sink.error();
+  } catch (...) {
+    ::close(fd);
+    throw;
+  }
+  if (::close(fd) != 0 && error == 0) error = errno;
+  if (error != 0) raise(error, "cannot write the output", path);
+  return true;
+}
+
+}  // namespace
+
+void writeFileAtomically(const std::filesystem::path& named, const std::function<void(OutputSink&)>& produce,
                          Flush flush) {
+  if (writeIntoStream(named, produce)) return;
+  // A symbolic link keeps pointing where it did: the file it leads to is the one replaced.
+  std::error_code absent, unresolved;
+  const std::filesystem::path path =
+      std::filesystem::is_symlink(named, absent) ? std::filesystem::canonical(named, unresolved) : named;
+  if (unresolved) raise(unresolved.value(), "cannot follow the output's link", named);
   const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
   refuseReadOnly(path);
   removeStaleTemporaries(folder, path.filename().string());

@@ -40,6 +40,9 @@ void refuseReadOnly(const std::filesystem::path& path);
 // renamed over `path`, keeping its permissions; a read-only `path` is refused (see refuseReadOnly), and
 // temporary files of this naming left for `path` by runs killed long ago are removed. On any failure,
 // also an exception from `produce`, the temporary file is removed and `path` keeps its old content.
+// A symbolic link is followed and the file it leads to replaced. A character device or a pipe
+// (/dev/stdout, a FIFO) is written into instead; any other `path` that is not a regular file (a folder,
+// a disk) is refused before `produce` runs.
 // Throws std::filesystem::filesystem_error for the file's own failures and lets the producer's
 // exceptions through.
 void writeFileAtomically(const std::filesystem::path& path, const std::function<void(OutputSink&)>& produce,
