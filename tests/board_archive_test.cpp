@@ -209,7 +209,15 @@ TEST(BoardArchive, WriteReplacesWholeOrNotAtAll) {
   fs::create_directory(folder.path / "folder.zorvi");
   EXPECT_THROW(BoardArchive::write(second, folder.path / "folder.zorvi"), fs::filesystem_error);
   EXPECT_THROW(BoardArchive::write(second, folder.path / "absent" / "board.zorvi"), BoardArchiveError);
-  EXPECT_EQ(folder.names(), (std::vector<std::string>{"Summer.zorvi", "folder.zorvi"}))
+  // A device is never renamed over; a link keeps leading to the board it names.
+  ASSERT_EQ(::mkfifo((folder.path / "pipe.zorvi").c_str(), 0600), 0);
+  EXPECT_THROW(BoardArchive::write(second, folder.path / "pipe.zorvi"), fs::filesystem_error);
+  EXPECT_TRUE(fs::is_fifo(folder.path / "pipe.zorvi"));
+  fs::create_symlink(board, folder.path / "link.zorvi");
+  BoardArchive::write(randomBundle(3), folder.path / "link.zorvi");
+  EXPECT_TRUE(fs::is_symlink(folder.path / "link.zorvi"));
+  EXPECT_EQ(BoardArchive::read(board), randomBundle(3));
+  EXPECT_EQ(folder.names(), (std::vector<std::string>{"Summer.zorvi", "folder.zorvi", "link.zorvi", "pipe.zorvi"}))
       << "no temporary file is left";
 }
 

@@ -42,7 +42,8 @@ Manifest decodeManifest(std::span<const std::uint8_t> json);
 // Throws ManifestEncodingError, ZipError, or BoardArchiveError (archiveCorrupt) when no archive can be made.
 Bytes encode(const BoardBundle& bundle);
 
-// Writes the archive to `path`, which keeps its old content until the new file is complete and on disk.
+// Writes the archive to `path`, which keeps its old content until the new file is complete and on disk. A
+// symbolic link is followed and the file it leads to replaced; a device, pipe or folder is refused.
 // Throws ManifestEncodingError, ZipError, std::filesystem::filesystem_error, or BoardArchiveError
 // (archiveCorrupt) when the temporary archive cannot be created.
 void write(const BoardBundle& bundle, const std::filesystem::path& path);

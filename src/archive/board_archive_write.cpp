@@ -251,7 +251,18 @@ Bytes encode(const BoardBundle& bundle) {
   return std::move(sink.bytes);
 }
 
-void write(const BoardBundle& bundle, const std::filesystem::path& path) {
+void write(const BoardBundle& bundle, const std::filesystem::path& named) {
+  // A symbolic link keeps pointing where it did: the file it leads to is the one replaced. A device, pipe
+  // or folder is refused before anything is written: renaming over it would destroy it.
+  std::error_code absent, unresolved;
+  const std::filesystem::path path =
+      std::filesystem::is_symlink(named, absent) ? std::filesystem::canonical(named, unresolved) : named;
+  if (unresolved) throw std::filesystem::filesystem_error("cannot follow the board's link", named, unresolved);
+  struct stat target {};
+  if (::stat(path.c_str(), &target) == 0 && !S_ISREG(target.st_mode)) {
+    const std::error_code refused(S_ISDIR(target.st_mode) ? EISDIR : ENOTSUP, std::generic_category());
+    throw std::filesystem::filesystem_error("a board is written only to a file", path, refused);
+  }
   const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
   // The dot goes in last: "." + string trips a false -Wrestrict alarm in GCC 12.
   const std::filesystem::path temporary =
