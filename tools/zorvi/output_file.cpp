@@ -82,6 +82,20 @@ void refuseReadOnly(const std::filesystem::path& path) {
 
 namespace {
 
+// The first write error of `produce` into fd, 0 for none. Should it throw, fd is closed and `partial`
+// (when given) removed before the exception goes on.
+int produceInto(int fd, const std::function<void(OutputSink&)>& produce, const char* partial) {
+  try {
+    OutputSink sink(fd);
+    produce(sink);
+    return sink.error();
+  } catch (...) {
+    ::close(fd);
+    if (partial != nullptr) ::unlink(partial);
+    throw;
+  }
+}
+
 // A character device or a pipe named as the output (/dev/stdout, a FIFO) is written into: renaming a
 // file over it would destroy it, and a stream has no old content to keep whole. Anything else that is
 // not a regular file (a folder, a disk, a socket) is refused before any work is done.
@@ -92,15 +106,7 @@ bool writeIntoStream(const std::filesystem::path& path, const std::function<void
     raise(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, "the output is not a file", path);
   const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
   if (fd < 0) raise(errno, "cannot open the output", path);
-  int error = 0;
-  try {
-    OutputSink sink(fd);
-    produce(sink);
-    error = sink.error();
-  } catch (...) {
-    ::close(fd);
-    throw;
-  }
+  int error = produceInto(fd, produce, nullptr);
   if (::close(fd) != 0 && error == 0) error = errno;
   if (error != 0) raise(error, "cannot write the output", path);
   return true;
@@ -130,16 +136,7 @@ void writeFileAtomically(const std::filesystem::path& named, const std::function
     [[maybe_unused]] const int kept = ::fchmod(fd, existing.st_mode & 07777);
   }
 
-  int error = 0;
-  try {
-    OutputSink sink(fd);
-    produce(sink);
-    error = sink.error();
-  } catch (...) {
-    ::close(fd);
-    ::unlink(temporary.c_str());
-    throw;
-  }
+  int error = produceInto(fd, produce, temporary.c_str());
   // Without the fsync a crash after the rename could leave an empty file under the output's name.
   if (flush == Flush::toDisk && error == 0 && ::fsync(fd) != 0) error = errno;
   if (::close(fd) != 0 && error == 0) error = errno;
