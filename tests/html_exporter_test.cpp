@@ -301,7 +301,8 @@ TEST(HTMLExporterStreaming, PiecesGiveTheWholeDocument) {
   // The streamed document, written to a sink in several pieces, equals the one built in memory.
   const CanvasItem picture = imageItem(1, {0, 0, 10, 10});
   const std::vector<std::uint8_t> big(300 * 1024, 0x5A);
-  BoardBundle bundle{{}, {{*picture.image, big}}, {}};
+  BoardBundle bundle;
+  bundle.images.emplace(*picture.image, big);
   bundle.manifest.items.push_back(picture);
   const HTMLExporter::PictureLookup inPieces = [&](const CanvasItem& it) -> std::optional<HTMLExporter::PictureStream> {
     if (it.id != picture.id) return std::nullopt;

@@ -69,8 +69,8 @@ void RecordingContext::strokeRect(const Rect& r, const Color& color, double widt
 
 void RecordingContext::strokePolyline(std::span<const Point> points, const Stroke& stroke) {
   trace += "strokePolyline";
-  for (const Point& p : points) trace += " " + number(p.x) + " " + number(p.y);
-  trace += " " + hex(stroke.color) + " width " + number(stroke.width);
+  for (const Point& p : points) trace.append(" ").append(number(p.x)).append(" ").append(number(p.y));
+  trace.append(" ").append(hex(stroke.color)).append(" width ").append(number(stroke.width));
   if (stroke.dash) trace += " dash " + number((*stroke.dash)[0]) + " " + number((*stroke.dash)[1]);
   trace += "\n";
 }
