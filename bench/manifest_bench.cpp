@@ -10,11 +10,11 @@
 #include <filesystem>
 #include <string>
 
+#include "manifest/manifest_reading.hpp"
 #include "support/sample_manifest.hpp"
 #include "support/zip_builder.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/board_file.hpp"
-#include "manifest/manifest_reading.hpp"
 #include "zorvi/manifest_coding.hpp"
 
 namespace {
@@ -61,7 +61,8 @@ void BM_DecodePaddedLargeManifest(benchmark::State& state) {
   const std::string& text = largeManifest();
   const std::string json = text + std::string(zorvi::manifest_reading::padding, ' ');
   for (auto _ : state) {
-    zorvi::Manifest manifest = zorvi::manifest_reading::decodePadded(std::string_view(json).substr(0, text.size()));
+    zorvi::Manifest manifest =
+        zorvi::manifest_reading::decodePadded(std::string_view(json).substr(0, text.size()));
     benchmark::DoNotOptimize(manifest);
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));

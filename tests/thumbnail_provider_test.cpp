@@ -38,7 +38,9 @@ fs::path board(double width, double height) {
   if (width > 0)
     bundle.manifest.items.emplace_back(Uuid{}, ShapeContent{"#FF0000", {}, 3, {}, {}},
                                        Frame{0, 0, width, height}, 0, false, std::nullopt);
-  const fs::path path = dir / std::string("b").append(std::to_string(width)).append("x").append(std::to_string(height)).append(".zorvi");
+  std::string name = "b";
+  name.append(std::to_string(width)).append("x").append(std::to_string(height)).append(".zorvi");
+  const fs::path path = dir / name;
   BoardArchive::write(bundle, path);
   return path;
 }
