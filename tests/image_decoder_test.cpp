@@ -11,6 +11,7 @@
 
 #include "decode/reduction.hpp"
 #include "support/image_files.hpp"
+#include "support/test_images.hpp"
 
 namespace zorvi {
 namespace {
@@ -28,12 +29,8 @@ constexpr Quadrants colourQuadrants{red, green, blue, white};
 constexpr Quadrants greyQuadrants{black, white, grey80, grey40};
 constexpr Quadrants alphaQuadrants{halfRed, 0, halfRed, 0};
 
-std::uint32_t pixelAt(const Raster& raster, int x, int y) {
-  return raster.pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(raster.width) +
-                       static_cast<std::size_t>(x)];
-}
-
 using testing::channelDistance;
+using testing::pixelAt;
 
 constexpr auto decode = &ImageDecoder::decode;
 
