@@ -8,6 +8,7 @@
 #include <limits>
 #include <string>
 
+#include "manifest/manifest_reading.hpp"
 #include "manifest/utf8.hpp"
 #include "support/html_golden.hpp"
 #include "support/sample_manifest.hpp"
@@ -124,6 +125,8 @@ TEST(ManifestReader, ReadsMissingNullOrUnknownValuesAsTheirDefaults) {
   for (const auto& [leaning, spelledOut] : rows) {
     SCOPED_TRACE(leaning);
     EXPECT_EQ(decode(leaning), decode(spelledOut));
+    // The careful reading, which takes what the quick one declines, must fill in the same defaults.
+    EXPECT_EQ(manifest_reading::decodeCarefully(leaning, false), decode(spelledOut));
   }
 }
 
