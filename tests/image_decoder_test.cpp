@@ -219,10 +219,7 @@ TEST_F(ImageDecoderFiles, GarbageAndHugeDeclaredSizesGiveNothing) {
       {"MP4 brand", {0, 0, 0, 0x10, 'f', 't', 'y', 'p', 'i', 's', 'o', 'm', 0, 0, 0, 0}},
       {"text", {'h', 'e', 'l', 'l', 'o', ' ', 'w', 'o', 'r', 'l', 'd'}},
   };
-  for (const auto& [name, bytes] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_FALSE(decode(bytes, 256, 256));
-  }
+  for (const auto& [name, bytes] : rows) EXPECT_FALSE(decode(bytes, 256, 256)) << name;
 }
 
 TEST(ImageDecoder, AveragesPremultipliedPixelsWhenReducing) {

@@ -144,10 +144,8 @@ TEST(ManifestReader, ReadsEveryNumberForm) {
   const std::pair<const char*, std::int64_t> integers[] = {
       {"-0", 0}, {"-2147483649", -2147483649}, {"9223372036854775807", std::numeric_limits<std::int64_t>::max()},
       {"-9223372036854775808", std::numeric_limits<std::int64_t>::min()}};
-  for (const auto& [json, expected] : integers) {
-    SCOPED_TRACE(json);
-    EXPECT_EQ(decode(itemWith(R"(, "zIndex": )" + std::string(json))).items[0].zIndex, expected);
-  }
+  for (const auto& [json, expected] : integers)
+    EXPECT_EQ(decode(itemWith(R"(, "zIndex": )" + std::string(json))).items[0].zIndex, expected) << json;
 }
 
 void expectRefused(const std::string& json, std::string_view messageStart) {
