@@ -37,10 +37,8 @@ TEST(Arrangement, AlignReturnsOnlyTheFramesThatMove) {
       {Alignment::bottom, {{id(0), {0, 20, 100, 20}}}},
   };
   // clang-format on
-  for (const auto& [alignment, expected] : rows) {
-    SCOPED_TRACE(static_cast<int>(alignment));
-    EXPECT_EQ(Arrangement::align(framesOf(pair), alignment), expected);
-  }
+  for (const auto& [alignment, expected] : rows)
+    EXPECT_EQ(Arrangement::align(framesOf(pair), alignment), expected) << static_cast<int>(alignment);
 }
 
 TEST(Arrangement, DistributeSpacesByLeadingEdge) {
@@ -60,10 +58,8 @@ TEST(Arrangement, DistributeSpacesByLeadingEdge) {
        Axis::horizontal, {{id(2), {60, 0, 20, 1}}}},
   };
   // clang-format on
-  for (const auto& [name, frames, axis, expected] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(Arrangement::distribute(framesOf(frames), axis), expected);
-  }
+  for (const auto& [name, frames, axis, expected] : rows)
+    EXPECT_EQ(Arrangement::distribute(framesOf(frames), axis), expected) << name;
 }
 
 TEST(Arrangement, MovesOnlyAlongTheAxisKeepsSizesAndTheFirstEntry) {

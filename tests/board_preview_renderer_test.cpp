@@ -55,10 +55,9 @@ TEST(BoardPreviewRenderer, GivesTheLongerSideTheBudgetInWholePixels) {
       {10, 10, nan, std::nullopt},
       {1e-300, 1, 1e300, std::nullopt},  // the long side's pixel count overflows 64 bits
   };
-  for (const auto& [width, height, maxPixel, budget] : rows) {
-    SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height) + " @ " + std::to_string(maxPixel));
-    EXPECT_EQ(BoardPreviewRenderer::pixelBudget(width, height, maxPixel), budget);
-  }
+  for (const auto& [width, height, maxPixel, budget] : rows)
+    EXPECT_EQ(BoardPreviewRenderer::pixelBudget(width, height, maxPixel), budget)
+        << width << " x " << height << " @ " << maxPixel;
 }
 
 TEST(BoardPreviewRenderer, RendersNothingWithoutAreaOrBudget) {

@@ -50,10 +50,7 @@ TEST(BoardCGRenderer, ParsesHexColoursByItsOwnGrammar) {
       {"#+12", std::nullopt},       // the short form doubles the sign into the middle
       {"#ab\u0301", std::nullopt},  // three characters, one of them not a digit
   };
-  for (const auto& [hex, color] : rows) {
-    SCOPED_TRACE(hex);
-    EXPECT_EQ(BoardCGRenderer::cgColor(hex), color);
-  }
+  for (const auto& [hex, color] : rows) EXPECT_EQ(BoardCGRenderer::cgColor(hex), color) << hex;
 }
 
 // Every row's drawing calls under its name in tests/golden/render_traces.txt. Each character of the

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <tuple>
@@ -104,8 +102,8 @@ TEST(BoardView, PansWithinTheMarginMoveTheFrameInsteadOfDrawingIt) {
 
 TEST(BoardView, ExportsWriteWholeFilesOrNone) {
   const OpenBoard board = openBoard(example);
-  const fs::path folder = fs::temp_directory_path() / ("zorvi-view-test-" + std::to_string(::getpid()));
-  fs::create_directories(folder);
+  const testing::TemporaryFolder scratch;
+  const fs::path& folder = scratch.path;
   const std::tuple<ExportKind, const char*, std::string> kinds[] = {
       {ExportKind::pdf, "board.pdf", "%PDF-"}, {ExportKind::png, "board.png", "\x89PNG"},
       {ExportKind::html, "board.html", "<!DOCTYPE html>"}};
@@ -123,7 +121,6 @@ TEST(BoardView, ExportsWriteWholeFilesOrNone) {
                            std::to_string(sheets) + "'"),
             0);
   EXPECT_EQ(fs::exists(folder / "missing"), false);
-  fs::remove_all(folder);
 }
 
 }  // namespace

@@ -39,19 +39,17 @@ TEST(CodecLoading, HeavyCodecsLoadOnlyWhenTheirFormatIsDecoded) {
                                           {"p.avif", "avifenc p.png p.avif"}, {"p.heic", "heif-enc p.png -o p.heic"},
                                           {"p.jxl", "cjxl p.png p.jxl"}, {"p.gif", "convert p.png p.gif"}});
   ASSERT_FALSE(files.empty()) << "the encoders could not make the test files";
-  const auto file = [&](const char* name) { return files.at(name); };
+  const auto decodeAll = [&](std::initializer_list<const char*> names) {
+    for (const char* name : names) ASSERT_TRUE(decodes(files.at(name))) << name;
+  };
 
   EXPECT_EQ(mappedHeavyLibraries(), std::vector<std::string>{}) << "linked at start-up";
-  ASSERT_TRUE(decodes(file("p.jpg")));
-  ASSERT_TRUE(decodes(file("p.png")));
-  ASSERT_TRUE(decodes(file("p.webp")));
+  decodeAll({"p.jpg", "p.png", "p.webp"});
   EXPECT_EQ(mappedHeavyLibraries(), std::vector<std::string>{}) << "loaded by a common format";
 
-  ASSERT_TRUE(decodes(file("p.avif")));
+  decodeAll({"p.avif"});
   EXPECT_EQ(mappedHeavyLibraries(), std::vector<std::string>{"/libavif.so"});
-  ASSERT_TRUE(decodes(file("p.heic")));
-  ASSERT_TRUE(decodes(file("p.jxl")));
-  ASSERT_TRUE(decodes(file("p.gif")));
+  decodeAll({"p.heic", "p.jxl", "p.gif"});
   EXPECT_EQ(mappedHeavyLibraries(),
             (std::vector<std::string>{"/libavif.so", "/libgdk_pixbuf-2.0.so", "/libheif.so", "/libjxl.so"}));
 }

@@ -6,6 +6,7 @@
 
 #include "support/command_test.hpp"
 #include "support/html_golden.hpp"
+#include "support/items.hpp"
 #include "support/zip_builder.hpp"
 #include "zorvi/board_archive.hpp"
 #include "zorvi/html_exporter.hpp"
@@ -27,14 +28,11 @@ class ExportCommand : public testing::CommandTest {
     BoardBundle bundle;
     bundle.manifest = ManifestCoder::decode(testing::manifestJson());
     bundle.manifest.board.header = BoardHeader{.title = "Spring", .client = "ACME"};
-    Uuid picture, shape;
-    picture.bytes[15] = 1;
-    shape.bytes[15] = 2;
     bundle.manifest.items = {
-        CanvasItem(picture, "images/a.png", "thumbnails/a.png", {10, 20, 300, 200}, 0, {4, 4}, {}, caption,
-                   std::nullopt, false, std::nullopt),
-        CanvasItem(shape, ShapeContent{"#FF0000", std::nullopt, 3, std::nullopt, std::nullopt},
-                   {1000, 1400, 50, 50}, 1, false, std::nullopt)};
+        CanvasItem(testing::idNumber(1), "images/a.png", "thumbnails/a.png", {10, 20, 300, 200}, 0, {4, 4},
+                   {}, caption, std::nullopt, false, std::nullopt),
+        testing::contentItem(2, ShapeContent{"#FF0000", std::nullopt, 3, std::nullopt, std::nullopt},
+                             {1000, 1400, 50, 50}, 1)};
     bundle.images = {{"images/a.png", kPng}};
     writeFile(at("b.zorvi"), BoardArchive::encode(bundle));
     return bundle;

@@ -38,10 +38,7 @@ TEST(HTMLNumbers, RoundToHundredthsOnTheDoubleValue) {
       {-0.004, "0"}, {-0.0, "0"}, {-0x1p63, "-9223372036854775808"}, {0x1p63, "9223372036854775808"},
       {-1e20, "-100000000000000000000"}, {inf, "inf"}, {-inf, "-inf"}, {std::nan(""), "nan"}, {-std::nan(""), "nan"},
   };
-  for (const auto& [value, text] : rows) {
-    SCOPED_TRACE(text);
-    EXPECT_EQ(HTMLExporter::fmt(value), text);
-  }
+  for (const auto& [value, text] : rows) EXPECT_EQ(HTMLExporter::fmt(value), text) << text;
   // Scaling by 100 overflows these; they must still come out as their own integral value.
   for (const double value : {0x1p1020, -std::numeric_limits<double>::max()}) {
     const std::string text = HTMLExporter::fmt(value);
@@ -78,10 +75,7 @@ TEST(HTMLEscaping, ReplacesFiveCharactersWalkingUserPerceivedCharacters) {
       {"\xFF<\xFE", "\xFF&lt;\xFE"},
       {"\U0001F600>", "\U0001F600&gt;"},
   };
-  for (const auto& [in, out] : rows) {
-    SCOPED_TRACE(in);
-    EXPECT_EQ(HTMLExporter::escape(in), out);
-  }
+  for (const auto& [in, out] : rows) EXPECT_EQ(HTMLExporter::escape(in), out) << in;
 }
 
 TEST(HTMLBase64, EncodesWithPaddingAfterWhatIsThere) {
@@ -102,10 +96,8 @@ TEST(HTMLContrast, ChoosesDarkInkUnlessTheBackgroundIsDark) {
       {"#000", "#000000"},  // the short form is no colour to the luminance
       {"red", "#000000"},     {"  000000\n", "#FFFFFF"},
   };
-  for (const auto& [background, ink] : rows) {
-    SCOPED_TRACE(background);
-    EXPECT_EQ(HTMLExporter::contrastColor(background), ink);
-  }
+  for (const auto& [background, ink] : rows)
+    EXPECT_EQ(HTMLExporter::contrastColor(background), ink) << background;
 }
 
 // Every row's element, or "(none)", under its name in tests/golden/elements.txt.

@@ -11,6 +11,7 @@
 
 #include "decode/reduction.hpp"
 #include "support/image_files.hpp"
+#include "support/test_images.hpp"
 
 namespace zorvi {
 namespace {
@@ -28,12 +29,8 @@ constexpr Quadrants colourQuadrants{red, green, blue, white};
 constexpr Quadrants greyQuadrants{black, white, grey80, grey40};
 constexpr Quadrants alphaQuadrants{halfRed, 0, halfRed, 0};
 
-std::uint32_t pixelAt(const Raster& raster, int x, int y) {
-  return raster.pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(raster.width) +
-                       static_cast<std::size_t>(x)];
-}
-
 using testing::channelDistance;
+using testing::pixelAt;
 
 constexpr auto decode = &ImageDecoder::decode;
 
@@ -222,10 +219,7 @@ TEST_F(ImageDecoderFiles, GarbageAndHugeDeclaredSizesGiveNothing) {
       {"MP4 brand", {0, 0, 0, 0x10, 'f', 't', 'y', 'p', 'i', 's', 'o', 'm', 0, 0, 0, 0}},
       {"text", {'h', 'e', 'l', 'l', 'o', ' ', 'w', 'o', 'r', 'l', 'd'}},
   };
-  for (const auto& [name, bytes] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_FALSE(decode(bytes, 256, 256));
-  }
+  for (const auto& [name, bytes] : rows) EXPECT_FALSE(decode(bytes, 256, 256)) << name;
 }
 
 TEST(ImageDecoder, AveragesPremultipliedPixelsWhenReducing) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "support/image_files.hpp"
+#include "support/items.hpp"
 
 namespace zorvi::render {
 namespace {
@@ -17,11 +18,7 @@ Bytes picture(std::uint32_t side, std::uint8_t shade) {
   return testing::rgbaPng(side, side, rgba);
 }
 
-Uuid id(std::uint8_t n) {
-  Uuid u;
-  u.bytes[15] = n;
-  return u;
-}
+constexpr auto id = &testing::idNumber;
 
 // However the drawing asks (in plan order, skipping some, for sizes or items not planned, for one item
 // twice) every picture is the one ImageDecoder gives for the same request.

@@ -52,10 +52,8 @@ TEST(ItemGeometry, ResizeFreeMovesEachDraggedEdgeOnItsOwn) {
       {"zoom -1", f, ResizeCorner::bottomRight, {30, -10}, -1, 0, f},
   };
   // clang-format on
-  for (const auto& [name, frame, corner, delta, zoom, minSize, expected] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(ItemGeometry::resizeFree(frame, corner, delta, zoom, minSize), expected);
-  }
+  for (const auto& [name, frame, corner, delta, zoom, minSize, expected] : rows)
+    EXPECT_EQ(ItemGeometry::resizeFree(frame, corner, delta, zoom, minSize), expected) << name;
 }
 
 TEST(DrawingGeometry, FrameAroundIsAtLeastOneUnitThick) {
@@ -67,10 +65,8 @@ TEST(DrawingGeometry, FrameAroundIsAtLeastOneUnitThick) {
       {"exactly one unit is kept", {{0, 0}, {1, 2}}, {0, 0, 1, 2}},
   };
   // clang-format on
-  for (const auto& [name, points, expected] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(DrawingGeometry::frame(points), expected);
-  }
+  for (const auto& [name, points, expected] : rows)
+    EXPECT_EQ(DrawingGeometry::frame(points), expected) << name;
 }
 
 TEST(DrawingGeometry, NormalisingThenConvertingBackGivesThePoints) {
@@ -112,10 +108,8 @@ TEST(DrawingGeometry, DistanceToAPolyline) {
       {"nearest segment wins", {10, 5}, {{0, 0}, {10, 0}, {10, 10}, {0, 10}}, 0},
   };
   // clang-format on
-  for (const auto& [name, p, line, expected] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_DOUBLE_EQ(DrawingGeometry::distance(p, line), expected);
-  }
+  for (const auto& [name, p, line, expected] : rows)
+    EXPECT_DOUBLE_EQ(DrawingGeometry::distance(p, line), expected) << name;
 }
 
 TEST(DrawingGeometry, SimplifiedKeepsTheEndsAndSpacedPoints) {
@@ -129,10 +123,8 @@ TEST(DrawingGeometry, SimplifiedKeepsTheEndsAndSpacedPoints) {
       {"exactly minDistance is kept", {{0, 0}, {3, 4}, {3, 4.5}}, 5, {{0, 0}, {3, 4}, {3, 4.5}}},
   };
   // clang-format on
-  for (const auto& [name, points, minDistance, expected] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(DrawingGeometry::simplified(points, minDistance), expected);
-  }
+  for (const auto& [name, points, minDistance, expected] : rows)
+    EXPECT_EQ(DrawingGeometry::simplified(points, minDistance), expected) << name;
 }
 
 }  // namespace

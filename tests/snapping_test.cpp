@@ -49,11 +49,10 @@ TEST(Snapping, MovingSnapsToTheNearestLineWithEarlierLinesWinningTies) {
        {{2, 0, 10, 10}, {{Axis::vertical, 2, -200, 410}}}},
   };
   // clang-format on
-  for (const auto& [name, moving, lines, zoom, threshold, expected] : rows) {
-    SCOPED_TRACE(name);
+  for (const auto& [name, moving, lines, zoom, threshold, expected] : rows)
     EXPECT_EQ(Snapping::snap(moving, lines.to, lines.guidesX, lines.guidesY, lines.grid, zoom, threshold),
-              expected);
-  }
+              expected)
+        << name;
 }
 
 // Each row resizes {0, 0, 100, 50} by the dragged corner: keeping the aspect ratio (along the diagonal)
@@ -104,12 +103,11 @@ TEST(Snapping, ResizeSnapsTheDraggedCornerOrEdges) {
       {{0, 0, 1e-10, 50}, {0, 0, 1.1e-10, 55}, {{}, {1.1e-10}}},
       {{0, 0, -100, 50}, {0, 0, -100, 50}, {{}, {}, {52}}},
   };
-  for (const auto& [original, proposed, lines] : unsnappable) {
-    SCOPED_TRACE(original.width);
+  for (const auto& [original, proposed, lines] : unsnappable)
     EXPECT_EQ(Snapping::snapResize(original, ResizeCorner::bottomRight, proposed, lines.to, lines.guidesX,
                                    lines.guidesY, lines.grid, 1, 5, 0),
-              (SnapResult{proposed, {}}));
-  }
+              (SnapResult{proposed, {}}))
+        << original.width;
 }
 
 }  // namespace

@@ -24,10 +24,8 @@ TEST(TextMeasure, CountsWrappedLinesAsAStyleSheetWouldLayThemOut) {
       {"a word wider than the line breaks anywhere", std::string(20, 'x'), 5.5, 4},
       {"no width still sets each paragraph", "a\nb", 0, 2},
   };
-  for (const auto& [name, text, widthInCharacters, lines] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(TextMeasure::wrappedLineCount(text, widthInCharacters * monoAdvance18, caption), lines);
-  }
+  for (const auto& [name, text, widthInCharacters, lines] : rows)
+    EXPECT_EQ(TextMeasure::wrappedLineCount(text, widthInCharacters * monoAdvance18, caption), lines) << name;
 }
 
 TEST(TextMeasure, HeightIsLinesTimesTheLineHeight) {

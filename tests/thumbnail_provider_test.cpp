@@ -77,10 +77,8 @@ TEST(ThumbnailProvider, DrawingBlockFillsItsContextWithThePicture) {
   });
   ASSERT_TRUE(copy);
   EXPECT_TRUE(drew);
-  for (const auto& [x, y] : {std::pair{0, 0}, {511, 0}, {0, 255}, {511, 255}}) {
-    SCOPED_TRACE(std::to_string(x) + "," + std::to_string(y));
-    EXPECT_EQ(testing::pixelAt(*copy, x, y), 0xFFFF0000u);
-  }
+  for (const auto& [x, y] : {std::pair{0, 0}, {511, 0}, {0, 255}, {511, 255}})
+    EXPECT_EQ(testing::pixelAt(*copy, x, y), 0xFFFF0000u) << x << "," << y;
 }
 
 }  // namespace

@@ -21,14 +21,8 @@ TEST(SemanticVersion, ParsesOneToThreeNonNegativeNumbers) {
       "1.2.", ".1", "1.2.x", "1. 2.3", "+", "++1", "1.2.\xB3", "\xEF\xBC\x91" /* full-width digit one */,
       std::string("1\0.2", 4)};
   // clang-format on
-  for (const auto& [text, version] : valid) {
-    SCOPED_TRACE(text);
-    EXPECT_EQ(SemanticVersion::parse(text), version);
-  }
-  for (const std::string& text : invalid) {
-    SCOPED_TRACE(text);
-    EXPECT_EQ(SemanticVersion::parse(text), std::nullopt);
-  }
+  for (const auto& [text, version] : valid) EXPECT_EQ(SemanticVersion::parse(text), version) << text;
+  for (const std::string& text : invalid) EXPECT_EQ(SemanticVersion::parse(text), std::nullopt) << text;
   EXPECT_EQ(SemanticVersion::parse("1.2")->description(), "1.2.0");
   EXPECT_EQ((SemanticVersion{INT64_MAX, 0, 10}).description(), "9223372036854775807.0.10");
 }
@@ -41,11 +35,10 @@ TEST(UpdateCheck, EvaluateComparesInstalledWithTheFeed) {
       {"2.0.0\n", "3", Result::unknown()}, {"1.0", "2.0.0\n", Result::unknown()},
   };
   // clang-format on
-  for (const auto& [installed, feed, expected] : rows) {
-    SCOPED_TRACE(std::string(installed) + " vs " + feed);
-    // minOS and notesUrl take no part in the decision.
-    EXPECT_EQ(UpdateCheck::evaluate(installed, UpdateManifest{feed, "u", "99.0", "not a url"}), expected);
-  }
+  // minOS and notesUrl take no part in the decision.
+  for (const auto& [installed, feed, expected] : rows)
+    EXPECT_EQ(UpdateCheck::evaluate(installed, UpdateManifest{feed, "u", "99.0", "not a url"}), expected)
+        << installed << " vs " << feed;
   EXPECT_EQ(Result::updateAvailable({1, 2, 4}).version(), (SemanticVersion{1, 2, 4}));
   EXPECT_EQ(Result::upToDate().version(), std::nullopt);
 }
@@ -63,10 +56,7 @@ TEST(UpdateManifest, DecodesTheFeedRecord) {
       {"deep ignored key", R"({"version":"1","url":"u","x":)" + deep + "}", {"1", "u", {}, {}}},
   };
   // clang-format on
-  for (const auto& [name, json, expected] : rows) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(UpdateManifest::decode(json), expected);
-  }
+  for (const auto& [name, json, expected] : rows) EXPECT_EQ(UpdateManifest::decode(json), expected) << name;
 }
 
 TEST(UpdateManifest, RefusesMalformedFeeds) {
@@ -81,10 +71,8 @@ TEST(UpdateManifest, RefusesMalformedFeeds) {
       R"({'version':'1','url':'u'})", "\xEF\xBB\xBF{\"version\":\"1\",\"url\":\"u\"}",
       std::string("{\"version\":\"1\",\"url\":\"u\"}\0 trailing", 35), std::string("{\"version\":\"1\0\",\"url\":\"u\"}", 26)};
   // clang-format on
-  for (const std::string& json : rows) {
-    SCOPED_TRACE(json.substr(0, 60));
-    EXPECT_THROW(UpdateManifest::decode(json), UpdateManifestDecodingError);
-  }
+  for (const std::string& json : rows)
+    EXPECT_THROW(UpdateManifest::decode(json), UpdateManifestDecodingError) << json.substr(0, 60);
 }
 
 TEST(UpdateManifest, EncodesSortedKeysAndLeavesOutAbsentFields) {

@@ -65,12 +65,10 @@ TEST(ViewState, PageGridNumbersTheSheetsInTheExportsOrder) {
   const ViewState state{CanvasTransform({0, 0}, 0.25), {2 * w * 0.25, 2 * h * 0.25}, true, false};
 
   const auto marks = pageGridMarks(state, setup, items);
-  ASSERT_EQ(marks.size(), 4u);
-  EXPECT_EQ(marks[0].number, std::nullopt);
-  EXPECT_EQ(marks[1].number, 1);
-  EXPECT_EQ(marks[2].number, 2);
-  EXPECT_EQ(marks[3].number, std::nullopt);
-  EXPECT_EQ(marks[3].screen, state.transform.toScreen(Frame{w, h, w, h}));
+  std::vector<std::optional<std::int64_t>> numbers;
+  for (const auto& mark : marks) numbers.push_back(mark.number);
+  ASSERT_EQ(numbers, (std::vector<std::optional<std::int64_t>>{std::nullopt, 1, 2, std::nullopt}));
+  EXPECT_EQ(marks.back().screen, state.transform.toScreen(Frame{w, h, w, h}));
 }
 
 TEST(ViewState, ImagesAreDecodedAtPowerOfTwoEdges) {

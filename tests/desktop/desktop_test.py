@@ -10,7 +10,7 @@ Every thumbnail is compared with the renderer's own picture (reference_picture),
 Exit 0 when everything held, 1 on the first failure, 77 (ctest's SKIP) when a part cannot run here.
 """
 
-import configparser, hashlib, json, os, resource, shutil, subprocess, sys, tempfile, time, zipfile
+import argparse, configparser, hashlib, json, os, resource, shutil, subprocess, sys, tempfile, time, zipfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
 from desktop_checks import Failure, check, expect_renderers_picture, install, load_png, picture, run  # noqa: E402
@@ -302,28 +302,24 @@ def sandbox_works():
 
 
 def main():
-    args, sanitized = [], False
-    argv = iter(sys.argv[1:])
-    for arg in argv:
-        if arg == "--sanitized":
-            sanitized = True
-        elif arg in ("--reference", "--kio-preview"):
-            HELPERS[arg[2:].replace("-", "_")] = next(argv, "")
-        else:
-            args.append(arg)
-    if len(args) != 3 or args[2] not in PARTS or "reference" not in HELPERS:
-        print("usage: " + __doc__.strip().splitlines()[2].strip(), file=sys.stderr)
-        return 2
-    build_dir, source_dir, part = args
-    body, unsanitizable = PARTS[part]
+    parser = argparse.ArgumentParser(usage=__doc__.strip().splitlines()[2].strip())
+    parser.add_argument("build_dir")
+    parser.add_argument("source_dir")
+    parser.add_argument("part", choices=PARTS)
+    parser.add_argument("--sanitized", action="store_true")
+    parser.add_argument("--reference", required=True)
+    parser.add_argument("--kio-preview")
+    args = parser.parse_args()
+    HELPERS.update(reference=args.reference, kio_preview=args.kio_preview)
+    body, unsanitizable = PARTS[args.part]
     try:
-        if sanitized and unsanitizable:
+        if args.sanitized and unsanitizable:
             raise Skip("sanitizer build: " + unsanitizable)
-        if part == "factory":
+        if args.part == "factory":
             sandbox_works()
         # File managers pass names as they are: blanks and non-ASCII letters included.
-        with Prefix(build_dir, source_dir, sanitized, need_sandbox_visible=part == "factory",
-                    board="Hafen Übersicht.zorvi" if part == "exec" else "Harbour Light.zorvi") as prefix:
+        with Prefix(args.build_dir, args.source_dir, args.sanitized, need_sandbox_visible=args.part == "factory",
+                    board="Hafen Übersicht.zorvi" if args.part == "exec" else "Harbour Light.zorvi") as prefix:
             body(prefix)
     except Skip as reason:
         print(f"skipped: {reason}")
@@ -331,7 +327,7 @@ def main():
     except Failure as failure:
         print(f"FAILED: {failure}", file=sys.stderr)
         return 1
-    print(f"{part}: ok")
+    print(f"{args.part}: ok")
     return 0
 
 

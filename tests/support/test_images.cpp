@@ -15,9 +15,4 @@ std::vector<std::uint8_t> bandedPNG(std::int32_t width, std::int32_t height,
   return raster ? RasterCanvas::encodePNG(*raster) : std::vector<std::uint8_t>{};
 }
 
-std::uint32_t pixelAt(const Raster& raster, std::int32_t x, std::int32_t y) {
-  return raster.pixels.at(static_cast<std::size_t>(y) * static_cast<std::size_t>(raster.width) +
-                          static_cast<std::size_t>(x));
-}
-
 }  // namespace zorvi::testing
