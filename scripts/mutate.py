@@ -40,7 +40,8 @@ ALWAYS_BUILT = ["zorvi_text"]
 CONCERNS = {
     "archive": ["board_archive_test", "archive_interop_test", "archive_crash_test", "example_board_test",
                 "board_file_test", "zorvi_command_test", "thumbnail_command_test"],
-    "manifest": ["manifest_coding_test", "document_test"],
+    "manifest": ["manifest_coding_test", "manifest_reading_test", "manifest_quick_reading_test", "document_test",
+                 "update_check_test"],
     "layout": ["board_layout_test", "board_renderer_test"],
     "geometry": ["item_geometry_test", "snapping_test", "arrangement_test", "canvas_transform_test"],
     "pages": ["pages_test", "html_exporter_test"],
