@@ -56,17 +56,21 @@ TEST(BoardLayout, ContentFrameCaptionFrameAndWholeBoardOfOneItem) {
 }
 
 TEST(BoardLayout, WholeBoardIsTheBoundingBoxOfContentFrames) {
-  const std::tuple<const char*, std::vector<CanvasItem>, PageSize> rows[] = {
-      // Entirely left of and above the origin, so that neither edge can start from 0.
-      {"negative coordinates", {image({-50, -30, 20, 20}), image({-20, -15, 10, 10})}, {40, 25}},
-      {"NaN after a number is ignored", {image({10, 10, 10, 10}), image({kNaN, kNaN, 5, 5})}, {10, 10}},
+  // Each row: the items, the board's size, where the first item lands.
+  const std::tuple<const char*, std::vector<CanvasItem>, PageSize, Frame> rows[] = {
+      // Entirely left of and above the origin, so that neither edge can start from 0; the later item
+      // lies higher, so the top edge must move past the first item's.
+      {"negative coordinates", {image({-50, -15, 20, 20}), image({-20, -30, 10, 10})}, {40, 35},
+       {0, 15, 20, 20}},
+      {"NaN after a number is ignored", {image({10, 10, 10, 10}), image({kNaN, kNaN, 5, 5})}, {10, 10},
+       {0, 0, 10, 10}},
   };
-  for (const auto& [name, items, size] : rows) {
+  for (const auto& [name, items, size, first] : rows) {
     SCOPED_TRACE(name);
     const BoardLayout layout(items, {});
     EXPECT_EQ((PageSize{layout.width, layout.height}), size);
     ASSERT_EQ(layout.items.size(), items.size());
-    EXPECT_EQ(layout.items[0].frame, (Frame{0, 0, items[0].frame.width, items[0].frame.height}));
+    EXPECT_EQ(layout.items[0].frame, first);
   }
   EXPECT_EQ(BoardLayout(std::vector<CanvasItem>{}, {}), BoardLayout());
 }
