@@ -63,6 +63,10 @@ class ImageDecoderFiles : public ::testing::Test {
         {"photo-progressive.jpg", "convert photo.png -interlace JPEG photo-progressive.jpg"},
         {"photo-interlaced.png", "convert photo.png -interlace PNG photo-interlaced.png"},
         {"photo.webp", "cwebp -q 80 photo.png -o photo.webp"}, {"photo.avif", "avifenc -s 8 photo.png photo.avif"},
+        {"photo-420.avif", "avifenc -s 8 -d 8 -y 420 photo.png photo-420.avif"},
+        {"photo-alpha.png", "convert photo.png \\( -size 400x300 gradient: \\) -alpha off -compose copy_opacity -composite "
+                            "PNG32:photo-alpha.png"},
+        {"photo-alpha-420.avif", "avifenc -s 8 -d 10 -y 420 photo-alpha.png photo-alpha-420.avif"},
         {"photo.heic", "heif-enc -q 80 photo.png -o photo.heic"}, {"photo.jxl", "cjxl photo.png photo.jxl"},
         {"photo.gif", "convert photo.png photo.gif"}, {"photo.tif", "convert photo.png -compress lzw photo.tif"},
         {"photo.bmp", "convert photo.png BMP3:photo.bmp"}, {"big.jpg", "convert -size 4000x3000 gradient:red-blue big.jpg"},
@@ -157,6 +161,21 @@ TEST_F(ImageDecoderFiles, InterlacedAndPlainPngReduceToTheSamePixels) {
     const auto interlaced = decode(file("photo-interlaced.png"), size.first, size.second);
     ASSERT_TRUE(plain && interlaced);
     EXPECT_TRUE(*plain == *interlaced);
+  }
+}
+
+// A reduced AVIF is converted band by band; its pixels must be those of the whole frame, reduced.
+TEST_F(ImageDecoderFiles, ReducedAvifMatchesTheWholeFrameReduced) {
+  for (const char* name : {"photo.avif", "photo-420.avif", "photo-alpha-420.avif"}) {
+    const auto whole = decode(file(name), 400, 300);
+    ASSERT_TRUE(whole) << name;
+    for (const auto& [width, height] : {std::pair{100, 100}, std::pair{37, 11}, std::pair{400, 3}}) {
+      SCOPED_TRACE(std::string(name) + " to " + std::to_string(width) + "x" + std::to_string(height));
+      const auto reduced = decode(file(name), width, height);
+      const auto expected = decoding::reduceRaster(*whole, {width, height});
+      ASSERT_TRUE(reduced && expected);
+      EXPECT_TRUE(*reduced == *expected);
+    }
   }
 }
 

@@ -1,6 +1,11 @@
-// libavif can only decode whole frames, so the size is checked first and the result reduced after.
+// libavif can only decode whole frames, so the size is checked first. A frame to be reduced is turned
+// into pixels a band of rows at a time, each folded into the reduction at once: a full-size picture
+// would be a large fresh allocation, slow to touch the first time and read once.
+#include <algorithm>
 #include <bit>
 #include <memory>
+#include <new>
+#include <vector>
 
 #include <avif/avif.h>
 
@@ -60,19 +65,57 @@ std::optional<Raster> decodeAvif(ByteSpan bytes, Target target) {
   image = decoder->image;
   if (!fitsFullDecode(image->width, image->height)) return std::nullopt;
 
-  auto raster =
-      allocateRaster(static_cast<std::int32_t>(image->width), static_cast<std::int32_t>(image->height));
-  if (!raster) return std::nullopt;
+  const auto width = static_cast<std::int32_t>(image->width), height = static_cast<std::int32_t>(image->height);
   avifRGBImage rgb;
   lib->avifRGBImageSetDefaults(&rgb, image);
   rgb.depth = 8;
   rgb.format = std::endian::native == std::endian::little ? AVIF_RGB_FORMAT_BGRA : AVIF_RGB_FORMAT_ARGB;
   rgb.alphaPremultiplied = AVIF_TRUE;
-  rgb.pixels = reinterpret_cast<std::uint8_t*>(raster->pixels.data());
   rgb.rowBytes = image->width * 4;
-  if (lib->avifImageYUVToRGB(image, &rgb) != AVIF_RESULT_OK) return std::nullopt;
-  decoder.reset();  // the frame's planes go before the reduction needs its own memory
-  return reduceRaster(std::move(*raster), target);
+
+  const ReductionPlan plan = planReduction(width, height, target);
+  if (plan.factorX == 1 && plan.factorY == 1) {
+    auto raster = allocateRaster(width, height);
+    if (!raster) return std::nullopt;
+    rgb.pixels = reinterpret_cast<std::uint8_t*>(raster->pixels.data());
+    if (lib->avifImageYUVToRGB(image, &rgb) != AVIF_RESULT_OK) return std::nullopt;
+    return raster;
+  }
+  auto reducer = BoxReducer::make(plan, true);
+  if (!reducer) return std::nullopt;
+  // Upsampled 4:2:0 chroma blends the neighbouring chroma row, so each band is converted with two rows
+  // of context on either side, which makes its pixels exactly those of the whole frame's conversion.
+  constexpr std::int32_t context = 2;
+  const std::int32_t bandRows = std::clamp<std::int32_t>((std::int32_t{1} << 20) / (width * 4), 2, 64) & ~1;
+  std::vector<std::uint32_t> band;
+  try {
+    band.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(bandRows + 2 * context));
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  }
+  const std::int32_t chromaShift = image->yuvFormat == AVIF_PIXEL_FORMAT_YUV420 ? 1 : 0;
+  for (std::int32_t top = 0; top < height; top += bandRows) {
+    const std::int32_t first = std::max(0, top - context);
+    const std::int32_t end = std::min(height, top + bandRows + context);
+    // A view of the frame's rows [first, end); its planes stay the decoder's.
+    avifImage part = *image;
+    part.height = static_cast<std::uint32_t>(end - first);
+    part.imageOwnsYUVPlanes = AVIF_FALSE;
+    part.imageOwnsAlphaPlane = AVIF_FALSE;
+    for (int plane = 0; plane < AVIF_PLANE_COUNT_YUV; ++plane) {
+      if (!part.yuvPlanes[plane]) continue;
+      const std::int32_t row = plane == AVIF_CHAN_Y ? first : first >> chromaShift;
+      part.yuvPlanes[plane] += static_cast<std::size_t>(row) * image->yuvRowBytes[plane];
+    }
+    if (part.alphaPlane) part.alphaPlane += static_cast<std::size_t>(first) * image->alphaRowBytes;
+    avifRGBImage rows = rgb;
+    rows.height = part.height;
+    rows.pixels = reinterpret_cast<std::uint8_t*>(band.data());
+    if (lib->avifImageYUVToRGB(&part, &rows) != AVIF_RESULT_OK) return std::nullopt;
+    for (std::int32_t y = top; y < std::min(height, top + bandRows); ++y)
+      reducer->addPremultipliedRow(y, band.data() + static_cast<std::size_t>(y - first) * static_cast<std::size_t>(width));
+  }
+  return reducer->finish();
 }
 
 }  // namespace zorvi::decoding
