@@ -95,6 +95,8 @@ void cmykToArgb(std::span<std::uint32_t> pixels, bool inverted) {
 struct Output {
   Raster raster;
   std::optional<BoxReducer> reducer;
+  // libjpeg-turbo stores rows that start on a 16-byte boundary past the cache, and the reducer reads
+  // each row straight back: the row starts one pixel into the buffer so that it stays cached.
   std::vector<std::uint32_t> row;
 };
 
@@ -110,7 +112,7 @@ bool prepare(Output& output, std::int32_t width, std::int32_t height, Target tar
   output.reducer = BoxReducer::make(plan, true);
   if (!output.reducer) return false;
   try {
-    output.row.resize(static_cast<std::size_t>(width));
+    output.row.resize(static_cast<std::size_t>(width) + 1);
   } catch (const std::bad_alloc&) {
     return false;
   }
@@ -118,7 +120,7 @@ bool prepare(Output& output, std::int32_t width, std::int32_t height, Target tar
 }
 
 std::uint32_t* rowFor(Output& output, JDIMENSION y) {
-  if (output.reducer) return output.row.data();
+  if (output.reducer) return output.row.data() + 1;
   return output.raster.pixels.data() + std::size_t{y} * static_cast<std::size_t>(output.raster.width);
 }
 
