@@ -10,9 +10,9 @@
 #
 # BUILD_DIR defaults to build/release (cmake --preset release && cmake --build --preset release);
 # WORK_DIR, where the boards are generated once and kept, to ${TMPDIR:-/tmp}/zorvi-bench.
-# BOARDS="tiny typical" measures a subset. Wall times are medians, like the floor's, from hyperfine
-# (a timed loop when it is missing): on a shared machine a few stalled runs would otherwise
-# decide a ratio. Process start is included for every command but the in-process floor. Each time is
+# BOARDS="tiny typical" measures a subset; ROUNDS (3) how often every command is measured in turn.
+# Wall times are medians, like the floor's, from hyperfine (a timed loop when it is missing): on a
+# shared machine a few stalled runs would otherwise decide a ratio. Process start is included for every command but the in-process floor. Each time is
 # shown as wall/cpu (CPU as a mean), since on a shared machine the CPU time is the steadier of the two.
 # Targets are judged on wall time.
 set -euo pipefail
@@ -91,13 +91,6 @@ median = next(r for r in json.load(sys.stdin)["benchmarks"] if r.get("aggregate_
 print("%.1f %.1f" % (median["real_time"], median["cpu_time"]))'
 }
 
-# "A/B" of two "WALL CPU" pairs, as "wall-ratio/cpu-ratio".
-ratio() {
-  awk -v a="$1" -v b="$2" 'BEGIN {
-    if (a == "n/a" || b == "n/a" || a + 0 <= 0 || b + 0 <= 0) { print "n/a"; exit }
-    split(a, x, " "); split(b, y, " ")
-    printf "%.2f/%.2f\n", x[1] / y[1], (y[2] > 0 ? x[2] / y[2] : 0) }'
-}
 pair() { [ "$1" = n/a ] && echo n/a || echo "${1/ //}"; }
 # Judges the wall-clock part of a ratio against its target.
 verdict() {  # ratio, "<=" or ">=", target
@@ -129,8 +122,35 @@ if [ -z "$zorvi" ] || ! "${thumbnailer_argv[@]}" 2>/dev/null; then
   zorvi=""
 fi
 
-declare -A runs=([tiny]=30 [typical]=10 [large]=5)
-echo "times in ms as wall/cpu; ratios as wall/cpu; memory is peak resident set"
+# Each round measures every command once, so that a machine's drift over the minutes a run takes moves
+# all of them alike: times are medians over the rounds, and each ratio is the median of the rounds'
+# own ratios.
+rounds=${ROUNDS:-3}
+[[ $rounds =~ ^[1-9][0-9]*$ ]] || die "ROUNDS must be a positive whole number"
+declare -A runs=([tiny]=10 [typical]=4 [large]=3)
+
+# Medians over the rounds recorded in FILE as "NAME WALL CPU" lines. `median FILE NAME` prints
+# "WALL CPU"; `median FILE A B` prints the ratio A/B as "wall/cpu"; n/a where either is missing.
+median() {
+  python3 - "$@" <<'PY'
+import statistics, sys
+path, names = sys.argv[1], sys.argv[2:]
+rounds = {}
+for line in open(path):
+    name, wall, cpu = line.split()
+    rounds.setdefault(name, []).append((float(wall), float(cpu)))
+if any(not rounds.get(n) or min(min(v) for v in rounds[n]) <= 0 for n in names):
+    print("n/a")
+elif len(names) == 1:
+    values = rounds[names[0]]
+    print("%.1f %.1f" % (statistics.median(v[0] for v in values), statistics.median(v[1] for v in values)))
+else:
+    pairs = list(zip(rounds[names[0]], rounds[names[1]]))
+    print("%.2f/%.2f" % (statistics.median(a[0] / b[0] for a, b in pairs), statistics.median(a[1] / b[1] for a, b in pairs)))
+PY
+}
+
+echo "times in ms as wall/cpu; ratios as wall/cpu, each the median of $rounds rounds; memory is peak resident set"
 printf '%-8s %6s %15s %15s %12s %15s %12s %9s %8s\n' board images "zorvi" "floor" "zorvi/floor" \
   "vipsthumbnail" "vips/zorvi" "zorvi MB" "vips MB"
 rows=()
@@ -139,27 +159,31 @@ for board in ${BOARDS:-tiny typical large}; do
   python3 "$root/bench/make_bench_boards.py" needs "$file" "$size" "$work/$board" >"$out/$board.list"
   mapfile -t images < <(cut -d' ' -f1 "$out/$board.list")
   mkdir -p "$out/vips-$board"
-
-  f=$(floor_ms "$out/$board.list")
-  fp=$(floor_ms "$out/$board.list" floor_parallel)
-  v=$(time_ms "${runs[$board]}" vipsthumbnail --size "$size" -o "$out/vips-$board/%s.png" "${images[@]}")
-  vm=$(peak_mb vipsthumbnail --size "$size" -o "$out/vips-$board/%s.png" "${images[@]}")
-  z=n/a zm=n/a
-  if [ -n "$zorvi" ]; then
-    thumbnailer "$file" "$out/$board.png"
-    z=$(time_ms "${runs[$board]}" "${thumbnailer_argv[@]}")
-    zm=$(peak_mb "${thumbnailer_argv[@]}")
-  fi
-  zf=$(ratio "$z" "$f") vz=$(ratio "$v" "$z")
+  vips=(vipsthumbnail --size "$size" -o "$out/vips-$board/%s.png" "${images[@]}")
+  gdk=(gdk-pixbuf-thumbnailer -s "$size" "${images[0]}" "$out/gdk.png")
+  [ -n "$zorvi" ] && thumbnailer "$file" "$out/$board.png"
+  m=$out/$board.rounds
+  : >"$m"
+  for _ in $(seq "$rounds"); do
+    echo "floor $(floor_ms "$out/$board.list")" >>"$m"
+    echo "parallel $(floor_ms "$out/$board.list" floor_parallel)" >>"$m"
+    echo "vips $(time_ms "${runs[$board]}" "${vips[@]}")" >>"$m"
+    if [ -n "$zorvi" ]; then echo "zorvi $(time_ms "${runs[$board]}" "${thumbnailer_argv[@]}")" >>"$m"; fi
+    if [ "$board" = tiny ]; then echo "gdk $(time_ms "${runs[$board]}" "${gdk[@]}")" >>"$m"; fi
+  done
+  vm=$(peak_mb "${vips[@]}")
+  zm=n/a
+  [ -n "$zorvi" ] && zm=$(peak_mb "${thumbnailer_argv[@]}")
+  z=$(median "$m" zorvi) f=$(median "$m" floor) v=$(median "$m" vips)
+  zf=$(median "$m" zorvi floor) vz=$(median "$m" vips zorvi)
   printf '%-8s %6s %15s %15s %12s %15s %12s %9s %8s\n' "$board" "${#images[@]}" "$(pair "$z")" "$(pair "$f")" \
     "$zf" "$(pair "$v")" "$vz" "$zm" "$vm"
   if [ "$board" = tiny ]; then
-    g=$(time_ms "${runs[$board]}" gdk-pixbuf-thumbnailer -s "$size" "${images[0]}" "$out/gdk.png")
-    gm=$(peak_mb gdk-pixbuf-thumbnailer -s "$size" "${images[0]}" "$out/gdk.png")
-    gz=$(ratio "$g" "$z")
+    g=$(median "$m" gdk) gz=$(median "$m" gdk zorvi)
+    gm=$(peak_mb "${gdk[@]}")
     rows+=("tiny: gdk-pixbuf-thumbnailer on the bare JPEG $(pair "$g") ms, $gm MB; gdk/zorvi $gz, target >= 2.5: $(verdict "$gz" ">=" 2.5)")
   else
-    zp=$(ratio "$z" "$fp")
+    fp=$(median "$m" parallel) zp=$(median "$m" zorvi parallel)
     rows+=("$board: zorvi/floor $zf, target <= 1.2: $(verdict "$zf" "<=" 1.2); parallel floor $(pair "$fp") ms, zorvi/parallel floor $zp, target <= 1.15: $(verdict "$zp" "<=" 1.15); vips/zorvi $vz, target >= 1.8: $(verdict "$vz" ">=" 1.8)")
   fi
 done
