@@ -64,8 +64,9 @@ class ImageDecoderFiles : public ::testing::Test {
         {"photo-interlaced.png", "convert photo.png -interlace PNG photo-interlaced.png"},
         {"photo.webp", "cwebp -q 80 photo.png -o photo.webp"}, {"photo.avif", "avifenc -s 8 photo.png photo.avif"},
         {"photo-420.avif", "avifenc -s 8 -d 8 -y 420 photo.png photo-420.avif"},
-        {"photo-alpha.png", "convert photo.png \\( -size 400x300 gradient: \\) -alpha off -compose copy_opacity -composite "
-                            "PNG32:photo-alpha.png"},
+        {"photo-alpha.png",
+         "convert photo.png \\( -size 400x300 gradient: \\) -alpha off -compose copy_opacity -composite "
+         "PNG32:photo-alpha.png"},
         {"photo-alpha-420.avif", "avifenc -s 8 -d 10 -y 420 photo-alpha.png photo-alpha-420.avif"},
         {"photo.heic", "heif-enc -q 80 photo.png -o photo.heic"}, {"photo.jxl", "cjxl photo.png photo.jxl"},
         {"photo.gif", "convert photo.png photo.gif"}, {"photo.tif", "convert photo.png -compress lzw photo.tif"},

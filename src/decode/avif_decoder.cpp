@@ -41,6 +41,23 @@ const Avif* avif() {
   return table ? &*table : nullptr;
 }
 
+// The frame's rows [first, end) as an image of their own; the planes stay the decoder's. first is even,
+// so a 4:2:0 band starts on a chroma row.
+avifImage rowsOf(const avifImage& image, std::int32_t first, std::int32_t end) {
+  const std::int32_t chromaShift = image.yuvFormat == AVIF_PIXEL_FORMAT_YUV420 ? 1 : 0;
+  avifImage rows = image;
+  rows.height = static_cast<std::uint32_t>(end - first);
+  rows.imageOwnsYUVPlanes = AVIF_FALSE;
+  rows.imageOwnsAlphaPlane = AVIF_FALSE;
+  for (int plane = 0; plane < AVIF_PLANE_COUNT_YUV; ++plane) {
+    if (!rows.yuvPlanes[plane]) continue;
+    const std::int32_t row = plane == AVIF_CHAN_Y ? first : first >> chromaShift;
+    rows.yuvPlanes[plane] += static_cast<std::size_t>(row) * image.yuvRowBytes[plane];
+  }
+  if (rows.alphaPlane) rows.alphaPlane += static_cast<std::size_t>(first) * image.alphaRowBytes;
+  return rows;
+}
+
 }  // namespace
 
 std::optional<Raster> decodeAvif(ByteSpan bytes, Target target) {
@@ -65,7 +82,8 @@ std::optional<Raster> decodeAvif(ByteSpan bytes, Target target) {
   image = decoder->image;
   if (!fitsFullDecode(image->width, image->height)) return std::nullopt;
 
-  const auto width = static_cast<std::int32_t>(image->width), height = static_cast<std::int32_t>(image->height);
+  const auto width = static_cast<std::int32_t>(image->width);
+  const auto height = static_cast<std::int32_t>(image->height);
   avifRGBImage rgb;
   lib->avifRGBImageSetDefaults(&rgb, image);
   rgb.depth = 8;
@@ -93,27 +111,17 @@ std::optional<Raster> decodeAvif(ByteSpan bytes, Target target) {
   } catch (const std::bad_alloc&) {
     return std::nullopt;
   }
-  const std::int32_t chromaShift = image->yuvFormat == AVIF_PIXEL_FORMAT_YUV420 ? 1 : 0;
   for (std::int32_t top = 0; top < height; top += bandRows) {
     const std::int32_t first = std::max(0, top - context);
-    const std::int32_t end = std::min(height, top + bandRows + context);
-    // A view of the frame's rows [first, end); its planes stay the decoder's.
-    avifImage part = *image;
-    part.height = static_cast<std::uint32_t>(end - first);
-    part.imageOwnsYUVPlanes = AVIF_FALSE;
-    part.imageOwnsAlphaPlane = AVIF_FALSE;
-    for (int plane = 0; plane < AVIF_PLANE_COUNT_YUV; ++plane) {
-      if (!part.yuvPlanes[plane]) continue;
-      const std::int32_t row = plane == AVIF_CHAN_Y ? first : first >> chromaShift;
-      part.yuvPlanes[plane] += static_cast<std::size_t>(row) * image->yuvRowBytes[plane];
-    }
-    if (part.alphaPlane) part.alphaPlane += static_cast<std::size_t>(first) * image->alphaRowBytes;
+    const avifImage part = rowsOf(*image, first, std::min(height, top + bandRows + context));
     avifRGBImage rows = rgb;
     rows.height = part.height;
     rows.pixels = reinterpret_cast<std::uint8_t*>(band.data());
     if (lib->avifImageYUVToRGB(&part, &rows) != AVIF_RESULT_OK) return std::nullopt;
-    for (std::int32_t y = top; y < std::min(height, top + bandRows); ++y)
-      reducer->addPremultipliedRow(y, band.data() + static_cast<std::size_t>(y - first) * static_cast<std::size_t>(width));
+    for (std::int32_t y = top; y < std::min(height, top + bandRows); ++y) {
+      const std::size_t offset = static_cast<std::size_t>(y - first) * static_cast<std::size_t>(width);
+      reducer->addPremultipliedRow(y, band.data() + offset);
+    }
   }
   return reducer->finish();
 }
